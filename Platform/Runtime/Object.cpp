@@ -1,0 +1,37 @@
+#include "Object.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "ClassBody.h"
+#include "Dispose.h"
+
+namespace kvt {
+
+Object::Object(Class cls, ObjectKind kind) noexcept : isa_(cls.body()), kind_(kind) {}
+
+void* Object::operator new(std::size_t size) {
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+
+void Object::operator delete(void* memory) noexcept { std::free(memory); }
+
+bool ObjectAccess::tryRetain(const Object* object) noexcept {
+  std::int32_t count = object->references_.load(std::memory_order_relaxed);
+  while (count > 0) {
+    if (object->references_.compare_exchange_weak(count, count + 1, std::memory_order_acquire)) return true;
+  }
+  return count == Object::kImmortal;
+}
+
+void ObjectAccess::dispose(Object* object) noexcept {
+  // From here on retain and release do nothing, so that destructors may form handles to the object.
+  object->references_.store(Object::kDeallocating, std::memory_order_relaxed);
+  if (isWeaklyReferenced(object)) weak_clear(object);
+  if (object->isa_ != nullptr && object->isa_->builtAtRunTime) releaseSynthesizedIvars(object);
+  object->~Object();
+  Object::operator delete(static_cast<void*>(object));
+}
+
+}  // namespace kvt

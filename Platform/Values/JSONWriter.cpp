@@ -1,0 +1,125 @@
+#include "JSONWriter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <new>
+
+#include "JSONReader.h"
+
+namespace kvt {
+namespace {
+
+/// How a character below 0x80 is written: 0 as it is, 'u' as \u00xx, else a backslash and this letter.
+constexpr std::array<char, 128> kEscapes = [] {
+  std::array<char, 128> escapes{};
+  for (std::size_t c = 0; c < 0x20; ++c) escapes[c] = 'u';
+  escapes['\b'] = 'b';
+  escapes['\f'] = 'f';
+  escapes['\n'] = 'n';
+  escapes['\r'] = 'r';
+  escapes['\t'] = 't';
+  escapes['"'] = '"';
+  escapes['\\'] = '\\';
+  escapes['/'] = '/';
+  return escapes;
+}();
+
+constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
+constexpr std::size_t kEscapeSize = 6;  // \u00xx
+
+inline char* appendEscape(char* out, char c) noexcept {
+  static constexpr char kHex[] = "0123456789abcdef";
+  const char letter = kEscapes[static_cast<unsigned char>(c)];
+  *out++ = '\\';
+  *out++ = letter;
+  if (letter == 'u') {
+    *out++ = '0';
+    *out++ = '0';
+    *out++ = kHex[c >> 4];
+    *out++ = kHex[c & 15];
+  }
+  return out;
+}
+
+}  // namespace
+
+JSONWriter::JSONWriter(std::size_t expectedSize, Slashes slashes) : slashes_(slashes) {
+  if (expectedSize != 0) grow(expectedSize);
+}
+
+void JSONWriter::grow(std::size_t count) {
+  const std::size_t used = size();
+  const std::size_t capacity = std::max({used + count, 2 * static_cast<std::size_t>(end_ - begin_), std::size_t{256}});
+  auto* larger = static_cast<char*>(std::realloc(begin_, capacity));
+  if (larger == nullptr) throw std::bad_alloc();
+  begin_ = larger;
+  p_ = larger + used;
+  end_ = larger + capacity;
+}
+
+std::unique_ptr<char, JSONWriter::Free> JSONWriter::detach(std::size_t& size) noexcept {
+  size = this->size();
+  char* bytes = begin_;
+  if (size != 0) {
+    if (void* exact = std::realloc(bytes, size)) bytes = static_cast<char*>(exact);
+  }
+  begin_ = p_ = end_ = nullptr;
+  return std::unique_ptr<char, Free>(bytes);
+}
+
+void JSONWriter::string(std::string_view utf8) {
+  const char* p = utf8.data();
+  const char* const end = p + utf8.size();
+  // Room for all of it without escapes; every escape asks for what is left anew. Blocks are stored whole.
+  constexpr std::size_t kRoom = 2 + kBlock + kEscapeSize;
+  reserve(utf8.size() + kRoom);
+  const unsigned slashes = slashes_ == kEscapeSlashes ? UINT_MAX : 0;
+  char* out = p_;
+  *out++ = '"';
+  while (p != end) {
+    const std::size_t count = std::min(static_cast<std::size_t>(end - p), kBlock);
+    const json::Block block = count == kBlock ? json::Block(p) : json::Block(p, count);
+    block.store(out);
+    // What lies behind a tail ends it as a special character would.
+    const unsigned special = (block.special() | (block.equalTo('/') & slashes)) | 1u << count;
+    const int plain = __builtin_ctz(special);
+    p += plain;
+    out += plain;
+    if (plain == static_cast<int>(count)) continue;
+    out = appendEscape(out, *p++);
+    p_ = out;
+    reserve(static_cast<std::size_t>(end - p) + kRoom);
+    out = p_;
+  }
+  *out++ = '"';
+  p_ = out;
+}
+
+void JSONWriter::integer(std::int64_t value) {
+  reserve(20);
+  p_ = std::to_chars(p_, end_, value).ptr;
+}
+
+void JSONWriter::unsignedInteger(std::uint64_t value) {
+  reserve(20);
+  p_ = std::to_chars(p_, end_, value).ptr;
+}
+
+bool JSONWriter::real(double value) {
+  if (!std::isfinite(value)) return false;
+  const double magnitude = std::fabs(value);
+  if (magnitude < 1e17 && magnitude == std::trunc(magnitude)) {
+    if (std::signbit(value)) character('-');
+    unsignedInteger(static_cast<std::uint64_t>(magnitude));
+    return true;
+  }
+  reserve(32);
+  const auto format = magnitude >= 1e-4 && magnitude < 1e17 ? std::chars_format::fixed : std::chars_format::scientific;
+  p_ = std::to_chars(p_, end_, value, format).ptr;
+  return true;
+}
+
+}  // namespace kvt

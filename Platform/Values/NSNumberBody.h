@@ -1,0 +1,89 @@
+// The body of a boxed number, for the units that make or read many of them; not installed.
+//
+//     NSNumber number(adopt, NumberBody::create(std::int64_t{42}));
+//     char text[kNumberTextSize];
+//     std::string_view digits(text, formatNumber(0.1, text));   // "0.1"
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+#include "Kinds.h"
+#include "NSNumber.h"
+
+namespace kvt {
+
+struct NumberBody final : Object {
+  /// The type code of the C++ type that was boxed, except that booleans, whose code is `c` too, are told apart.
+  enum class Type : char {
+    kBool = 'B',
+    kInt8 = 'c',
+    kUInt8 = 'C',
+    kInt16 = 's',
+    kUInt16 = 'S',
+    kInt32 = 'i',
+    kUInt32 = 'I',
+    kInt64 = 'q',
+    kUInt64 = 'Q',
+    kFloat = 'f',
+    kDouble = 'd',
+  };
+
+  NumberBody(Type numberType, std::int64_t value) noexcept : NumberBody(numberType) { integer = value; }
+  explicit NumberBody(std::uint64_t value) noexcept : NumberBody(Type::kUInt64) { unsignedInteger = value; }
+  NumberBody(Type numberType, double value) noexcept : NumberBody(numberType) { real = value; }
+
+  // What these answer has a reference for the caller; shared numbers are immortal.
+  static NumberBody* create(bool value) { return sharedBool(value); }
+  static NumberBody* create(Type type, std::int64_t value) {
+    if ((type == Type::kInt64 || type == Type::kInt32) && value >= kFirstShared && value <= kLastShared) {
+      return sharedInteger(type, value);
+    }
+    return new NumberBody(type, value);
+  }
+  static NumberBody* create(std::int64_t value) { return create(Type::kInt64, value); }
+  static NumberBody* create(std::uint64_t value) { return new NumberBody(value); }
+  static NumberBody* create(double value) { return new NumberBody(Type::kDouble, value); }
+
+  /// The object's body; null when it is no number or a decimal one.
+  static const NumberBody* of(const Object* object) noexcept {
+    return isKindBetween(object, kNumberKind, kNumberKind) ? static_cast<const NumberBody*>(object) : nullptr;
+  }
+
+  bool isReal() const noexcept { return type == Type::kFloat || type == Type::kDouble; }
+  bool isUnsigned64() const noexcept { return type == Type::kUInt64; }
+
+  static constexpr std::int64_t kFirstShared = -1;
+  static constexpr std::int64_t kLastShared = 255;
+
+  const Type type;  // lies in the header's padding
+  union {
+    std::int64_t integer;           // every integer type but uint64, and booleans
+    std::uint64_t unsignedInteger;  // uint64
+    double real;                    // double, and float without loss
+  };
+
+ private:
+  explicit NumberBody(Type numberType) noexcept
+      : Object(classOf<NSNumber>(), objectKind(kNumberKind)), type(numberType) {
+    ObjectAccess::markImmutableValue(this);
+  }
+  static NumberBody* sharedBool(bool value);
+  static NumberBody* sharedInteger(Type type, std::int64_t value);
+};
+
+static_assert(sizeof(NumberBody) == 32, "a number is its header and eight bytes");
+
+/// Room for the text of any number that is no decimal.
+inline constexpr std::size_t kNumberTextSize = 32;
+/// Write the text that `description` answers, without a NUL, and answer its length.
+std::size_t formatNumber(double value, char* text) noexcept;
+std::size_t formatNumber(float value, char* text) noexcept;
+std::size_t formatNumber(const NumberBody& number, char* text) noexcept;
+
+/// The order that `compare` answers, -1, 0 or 1, of two numbers of any kind (decimals too).
+int compareNumbers(const Object* a, const Object* b) noexcept;
+std::uint64_t hashOfNumber(const Object* number) noexcept;
+
+}  // namespace kvt

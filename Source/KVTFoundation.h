@@ -1,0 +1,20 @@
+// The whole library.
+//
+//     #include <KVTFoundation/KVTFoundation.h>
+//     using namespace kvt;
+//
+//     class User : public NSObject {
+//      public:
+//       int64_t uid = 0;
+//       NSString name;
+//       KVT_MODEL(User, uid, name)
+//     };
+//     Ref<User> user = kvt_modelWithJSON<User>(R"({"uid": 7, "name": "Ann"})");
+#pragma once
+
+#include <KVTPlatform/KVTPlatform.h>
+
+#include <KVTFoundation/KVTFoundationVersion.h>
+#include <KVTFoundation/KVTModelKit/KVTClassInfo.h>
+#include <KVTFoundation/KVTModelKit/KVTModel.h>
+#include <KVTFoundation/KVTModelKit/NSObject+KVTModel.h>

@@ -1,0 +1,13 @@
+// Refused: modelCustomWillTransformFromDictionary is looked for by this name and must have its signature
+#include <KVTFoundation/KVTModelKit/KVTModel.h>
+
+using namespace kvt;
+
+class Model : public NSObject {
+ public:
+  NSString name;
+  KVT_MODEL(Model, name)
+
+ private:
+  NSDictionary modelCustomWillTransformFromDictionary() { return {}; }
+};

@@ -1,0 +1,8 @@
+// Refused: NSObject|KVTClassType
+#include <KVTFoundation/KVTModelKit/KVTModel.h>
+
+class Model {
+ public:
+  kvt::NSString name;
+  KVT_MODEL(Model, name)
+};

@@ -1,0 +1,16 @@
+// Refused: this class has no KVT_CLASS or KVT_MODEL of its own
+#include <KVTFoundation/KVTModelKit/KVTModel.h>
+
+using namespace kvt;
+
+class Model : public NSObject {
+ public:
+  NSString name;
+  KVT_MODEL(Model, name)
+};
+class Sub : public Model {};
+class Owner : public NSObject {
+ public:
+  Ref<Sub> sub;
+  KVT_MODEL(Owner, sub)
+};
