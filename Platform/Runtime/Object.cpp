@@ -1,21 +1,18 @@
 #include "Object.h"
 
-#include <cstdlib>
-#include <new>
-
 #include "ClassBody.h"
 #include "Dispose.h"
+#include "ObjectMemory.h"
 
 namespace kvt {
 
 Object::Object(Class cls, ObjectKind kind) noexcept : isa_(cls.body()), kind_(kind) {}
 
-void* Object::operator new(std::size_t size) {
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
+void* Object::operator new(std::size_t size) { return memory::allocate(size); }
 
-void Object::operator delete(void* memory) noexcept { std::free(memory); }
+void Object::operator delete(void* memory) noexcept {
+  if (memory != nullptr) memory::deallocate(memory);
+}
 
 bool ObjectAccess::tryRetain(const Object* object) noexcept {
   std::int32_t count = object->references_.load(std::memory_order_relaxed);
@@ -26,12 +23,17 @@ bool ObjectAccess::tryRetain(const Object* object) noexcept {
 }
 
 void ObjectAccess::dispose(Object* object) noexcept {
+  constexpr int kLooked = Object::kNeedsNoDestructor | Object::kHasWeakReferences;
+  if ((object->flags_.load(std::memory_order_relaxed) & kLooked) == Object::kNeedsNoDestructor) {
+    memory::deallocate(object);
+    return;
+  }
   // From here on retain and release do nothing, so that destructors may form handles to the object.
   object->references_.store(Object::kDeallocating, std::memory_order_relaxed);
   if (isWeaklyReferenced(object)) weak_clear(object);
   if (object->isa_ != nullptr && object->isa_->builtAtRunTime) releaseSynthesizedIvars(object);
   object->~Object();
-  Object::operator delete(static_cast<void*>(object));
+  memory::deallocate(static_cast<void*>(object));
 }
 
 }  // namespace kvt

@@ -40,6 +40,10 @@ class KVT_EXPORT Object {
  protected:
   Object() noexcept = default;
   Object(Class cls, ObjectKind kind) noexcept;
+  /// For bodies of which many are made.
+  Object(ClassBody* isa, ObjectKind kind, std::uint8_t flags) noexcept : isa_(isa), flags_(flags), kind_(kind) {}
+  /// What `markImmutableValue` and `markDestructorNeedless` set.
+  static constexpr std::uint8_t kPlainValue = 2 | 4;
   virtual ~Object() = default;
 
  private:
@@ -48,7 +52,7 @@ class KVT_EXPORT Object {
   static constexpr std::int32_t kImmortal = INT32_MIN / 2;
   static constexpr std::int32_t kDeallocating = INT32_MIN / 4;
 
-  enum Flag : std::uint8_t { kHasWeakReferences = 1, kImmutableValue = 2 };
+  enum Flag : std::uint8_t { kHasWeakReferences = 1, kImmutableValue = 2, kNeedsNoDestructor = 4 };
 
   ClassBody* isa_ = nullptr;
   mutable std::atomic<std::int32_t> references_{1};
@@ -95,6 +99,15 @@ struct KVT_EXPORT ObjectAccess {
   }
   static bool isImmutableValue(const Object* object) noexcept {
     return (object->flags_.load(std::memory_order_relaxed) & Object::kImmutableValue) != 0;
+  }
+  /// Its memory is all that an object has to give back. For constructors of final classes.
+  static void markDestructorNeedless(const Object* object) noexcept {
+    const std::uint8_t flags = object->flags_.load(std::memory_order_relaxed);
+    object->flags_.store(static_cast<std::uint8_t>(flags | Object::kNeedsNoDestructor), std::memory_order_relaxed);
+  }
+  /// It has come to hold something after all.
+  static void markDestructorNeeded(const Object* object) noexcept {
+    object->flags_.fetch_and(static_cast<std::uint8_t>(~Object::kNeedsNoDestructor), std::memory_order_relaxed);
   }
   static void markWeaklyReferenced(const Object* object) noexcept {
     object->flags_.fetch_or(Object::kHasWeakReferences, std::memory_order_relaxed);

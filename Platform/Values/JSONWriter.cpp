@@ -60,17 +60,26 @@ void JSONWriter::grow(std::size_t count) {
   end_ = larger + capacity;
 }
 
-std::unique_ptr<char, JSONWriter::Free> JSONWriter::detach(std::size_t& size) noexcept {
-  size = this->size();
+std::unique_ptr<char, JSONWriter::Free> JSONWriter::detach(std::size_t& capacity) noexcept {
   char* bytes = begin_;
-  if (size != 0) {
-    if (void* exact = std::realloc(bytes, size)) bytes = static_cast<char*>(exact);
+  capacity = static_cast<std::size_t>(end_ - begin_);
+  const std::size_t used = size();
+  if (used != 0 && capacity - used > used / 4) {
+    if (void* exact = std::realloc(bytes, used)) {
+      bytes = static_cast<char*>(exact);
+      capacity = used;
+    }
   }
   begin_ = p_ = end_ = nullptr;
   return std::unique_ptr<char, Free>(bytes);
 }
 
 void JSONWriter::string(std::string_view utf8) {
+  character('"');
+  stringRest(utf8);
+}
+
+void JSONWriter::stringRest(std::string_view utf8) {
   const char* p = utf8.data();
   const char* const end = p + utf8.size();
   // Room for all of it without escapes; every escape asks for what is left anew. Blocks are stored whole.
@@ -78,7 +87,6 @@ void JSONWriter::string(std::string_view utf8) {
   reserve(utf8.size() + kRoom);
   const unsigned slashes = slashes_ == kEscapeSlashes ? UINT_MAX : 0;
   char* out = p_;
-  *out++ = '"';
   while (p != end) {
     const std::size_t count = std::min(static_cast<std::size_t>(end - p), kBlock);
     const json::Block block = count == kBlock ? json::Block(p) : json::Block(p, count);
@@ -98,16 +106,6 @@ void JSONWriter::string(std::string_view utf8) {
   p_ = out;
 }
 
-void JSONWriter::integer(std::int64_t value) {
-  reserve(20);
-  p_ = std::to_chars(p_, end_, value).ptr;
-}
-
-void JSONWriter::unsignedInteger(std::uint64_t value) {
-  reserve(20);
-  p_ = std::to_chars(p_, end_, value).ptr;
-}
-
 bool JSONWriter::real(double value) {
   if (!std::isfinite(value)) return false;
   const double magnitude = std::fabs(value);
@@ -116,7 +114,27 @@ bool JSONWriter::real(double value) {
     unsignedInteger(static_cast<std::uint64_t>(magnitude));
     return true;
   }
-  reserve(32);
+  reserve(64);
+  // Most numbers that people write have few decimals. Of at most fifteen digits, the text that names a double is the
+  // only one so short.
+  constexpr double kScale = 1e6;
+  const double scaled = magnitude * kScale;
+  if (magnitude >= 1e-4 && scaled < 1e15) {
+    const auto digits = static_cast<std::uint64_t>(scaled + 0.5);
+    if (static_cast<double>(digits) / kScale == magnitude) {
+      char* out = p_;
+      *out = '-';
+      out = putUnsigned(out + (std::signbit(value) ? 1 : 0), digits / 1'000'000);
+      *out = '.';
+      const auto fraction = static_cast<unsigned>(digits % 1'000'000);
+      json::putFour(out + 1, fraction / 100);
+      std::memcpy(out + 5, json::kTwoDigits + fraction % 100 * 2, 2);
+      out += 7;
+      while (out[-1] == '0') --out;
+      p_ = out;
+      return true;
+    }
+  }
   const auto format = magnitude >= 1e-4 && magnitude < 1e17 ? std::chars_format::fixed : std::chars_format::scientific;
   p_ = std::to_chars(p_, end_, value, format).ptr;
   return true;

@@ -10,6 +10,7 @@ struct DateBody final : Object {
   explicit DateBody(NSTimeInterval sinceReferenceDate) noexcept
       : Object(classOf<NSDate>(), objectKind(kDateKind)), interval(sinceReferenceDate) {
     ObjectAccess::markImmutableValue(this);
+    ObjectAccess::markDestructorNeedless(this);
   }
   const NSTimeInterval interval;  // seconds since 2001-01-01 UTC
 };

@@ -17,6 +17,7 @@ struct DecimalNumberBody final : Object {
         low(static_cast<std::uint64_t>(value.mantissa)),
         high(static_cast<std::uint64_t>(value.mantissa >> 64)) {
     ObjectAccess::markImmutableValue(this);
+    ObjectAccess::markDestructorNeedless(this);
   }
   static DecimalNumberBody* create(const Decimal& value) { return new DecimalNumberBody(value); }
 

@@ -76,11 +76,31 @@ StringBody* permanentKey(std::uint32_t hash, std::string_view text, StringBody* 
   return nullptr;
 }
 
+/// Something on its way into a container. No handle, so that a stack of them moves bytewise.
+struct Item {
+  static constexpr std::uintptr_t kShared = 1;
+
+  std::uintptr_t key;  // 0 in arrays; a SharedKey with kShared added, or a StringBody with a reference
+  Object* value;
+
+  SharedKey* sharedKey() const noexcept {
+    return (key & kShared) != 0 ? reinterpret_cast<SharedKey*>(key - kShared) : nullptr;
+  }
+  Object* ownKey() const noexcept { return reinterpret_cast<Object*>(key); }
+  void release() const noexcept {
+    if (key != 0 && (key & kShared) == 0) ObjectAccess::release(ownKey());
+    if (value != nullptr) ObjectAccess::release(value);
+  }
+};
+
 /// The keys that a thread shares among the texts it reads.
 class SharedKeys {
  public:
   SharedKeys() noexcept { forget(); }
-  ~SharedKeys() { releaseAll(); }
+  ~SharedKeys() {
+    releaseAll();
+    std::free(static_cast<void*>(items));
+  }
   SharedKeys(const SharedKeys&) = delete;
   SharedKeys& operator=(const SharedKeys&) = delete;
 
@@ -121,6 +141,9 @@ class SharedKeys {
   /// Stands for the place of the whole text.
   SharedKey root;
   std::uint64_t objects = 0;
+  /// Room of an item stack, from one text to the next.
+  Item* items = nullptr;
+  std::size_t itemCapacity = 0;
 
  private:
   static constexpr std::size_t kMaximumCount = 512;
@@ -182,30 +205,19 @@ class SharedKeys {
   SharedKey keys_[kMaximumCount];
 };
 
-/// Something on its way into a container. No handle, so that a stack of them moves bytewise.
-struct Item {
-  static constexpr std::uintptr_t kShared = 1;
-
-  std::uintptr_t key;  // 0 in arrays; a SharedKey with kShared added, or a StringBody with a reference
-  Object* value;
-
-  SharedKey* sharedKey() const noexcept {
-    return (key & kShared) != 0 ? reinterpret_cast<SharedKey*>(key - kShared) : nullptr;
-  }
-  Object* ownKey() const noexcept { return reinterpret_cast<Object*>(key); }
-  void release() const noexcept {
-    if (key != 0 && (key & kShared) == 0) ObjectAccess::release(ownKey());
-    if (value != nullptr) ObjectAccess::release(value);
-  }
-};
-
 /// The items of all open containers.
 class ItemStack {
  public:
-  ItemStack() noexcept = default;
+  explicit ItemStack(SharedKeys& keys) noexcept
+      : keys_(keys), items_(std::exchange(keys.items, nullptr)), capacity_(std::exchange(keys.itemCapacity, 0)) {}
   ~ItemStack() {
     for (std::size_t i = 0; i < size_; ++i) items_[i].release();
-    std::free(static_cast<void*>(items_));
+    if (capacity_ > kMostKept || keys_.items != nullptr) {
+      std::free(static_cast<void*>(items_));
+    } else {
+      keys_.items = items_;
+      keys_.itemCapacity = capacity_;
+    }
   }
   ItemStack(const ItemStack&) = delete;
   ItemStack& operator=(const ItemStack&) = delete;
@@ -233,9 +245,12 @@ class ItemStack {
     capacity_ = capacity;
   }
 
-  Item* items_ = nullptr;
+  static constexpr std::size_t kMostKept = 4096;
+
+  SharedKeys& keys_;
+  Item* items_;
   std::size_t size_ = 0;
-  std::size_t capacity_ = 0;
+  std::size_t capacity_;
 };
 
 /// The handler that makes objects. It calls no code but this library's.
@@ -395,7 +410,7 @@ class TreeBuilder {
   SharedKeys& keys_;
   const bool hasMutableContainers_;
   const bool hasMutableLeaves_;
-  ItemStack items_;
+  ItemStack items_{keys_};
   SharedKey* nowhere_ = nullptr;
   SharedKey strange_{};
   Frame frames_[kJSONMaximumDepth + 1];

@@ -181,12 +181,15 @@ NSString json::stringWithObject(const id& object, NSUInteger options, NSError* e
 NSData NSJSONSerialization::dataWithJSONObject_options_error(const id& object, NSUInteger options, NSError* error) {
   JSONWriter out;
   if (!json::write(object, options, out, error)) return NSData();
+  return json::dataWithWriter(out);
+}
+
+NSData json::dataWithWriter(JSONWriter& out) {
   DataBody* const body = DataBody::create(kDataKind, 0);
-  std::size_t size = 0;
-  body->bytes = reinterpret_cast<std::uint8_t*>(out.detach(size).release());
-  body->length = size;
-  body->capacity = size;
-  return NSData(adopt, body);
+  NSData data(adopt, body);
+  body->length = out.size();
+  body->bytes = reinterpret_cast<std::uint8_t*>(out.detach(body->capacity).release());
+  return data;
 }
 
 Class NSJSONSerialization::kvtClass() {

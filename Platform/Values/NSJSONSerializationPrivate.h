@@ -32,6 +32,9 @@ KVT_EXPORT bool write(const id& object, NSUInteger options, JSONWriter& out, NSE
 /// The text as a string; nil where `write` answers NO.
 KVT_EXPORT NSString stringWithObject(const id& object, NSUInteger options, NSError* error);
 
+/// What was written, as data; the writer is empty afterwards. A large buffer changes hands without being copied.
+KVT_EXPORT NSData dataWithWriter(JSONWriter& out);
+
 /// `text` is what was read; `index` the byte of the caller's data, where that is another one than the failure's.
 void reportFailure(std::string_view text, const JSONFailure& failure, std::size_t index, NSError* error);
 

@@ -130,33 +130,28 @@ bool NSNumber::kvtAccepts(const Object* object) noexcept {
 
 // ---- making -------------------------------------------------------------------------------------------------------
 
-NumberBody* NumberBody::sharedBool(bool value) {
-  static NumberBody* const bodies[2] = {[] {
-                                          auto* no = new NumberBody(Type::kBool, std::int64_t{0});
-                                          ObjectAccess::makeImmortal(no);
-                                          return no;
-                                        }(),
-                                        [] {
-                                          auto* yes = new NumberBody(Type::kBool, std::int64_t{1});
-                                          ObjectAccess::makeImmortal(yes);
-                                          return yes;
-                                        }()};
-  return bodies[value ? 1 : 0];
-}
+constinit std::atomic<NumberBody*> NumberBody::knownNumbers = nullptr;
+constinit std::atomic<ClassBody*> NumberBody::knownClass = nullptr;
 
-NumberBody* NumberBody::sharedInteger(Type type, std::int64_t value) {
-  constexpr std::size_t kCount = static_cast<std::size_t>(kLastShared - kFirstShared + 1);
+ClassBody* NumberBody::findClass() noexcept { return classOf<NSNumber>().body(); }
+
+NumberBody* NumberBody::makeSharedNumbers() noexcept {
   // In static memory and never destroyed: handles in static objects may outlive any order of destruction.
-  alignas(NumberBody) static std::byte memory[2 * kCount][sizeof(NumberBody)];
+  alignas(NumberBody) static std::byte memory[2 * kSharedCount + 2][sizeof(NumberBody)];
   static NumberBody* const numbers = [] {
-    for (std::size_t i = 0; i < kCount; ++i) {
-      const std::int64_t number = kFirstShared + static_cast<std::int64_t>(i);
-      ObjectAccess::makeImmortal(new (memory[i]) NumberBody(Type::kInt64, number));
-      ObjectAccess::makeImmortal(new (memory[kCount + i]) NumberBody(Type::kInt32, number));
+    std::byte(*place)[sizeof(NumberBody)] = memory;
+    for (const Type type : {Type::kInt64, Type::kInt32}) {
+      for (std::int64_t number = kFirstShared; number <= kLastShared; ++number) {
+        ObjectAccess::makeImmortal(new (*place++) NumberBody(type, number));
+      }
+    }
+    for (const std::int64_t number : {0, 1}) {
+      ObjectAccess::makeImmortal(new (*place++) NumberBody(Type::kBool, number));
     }
     return std::launder(reinterpret_cast<NumberBody*>(memory));
   }();
-  return numbers + (type == Type::kInt64 ? 0 : kCount) + static_cast<std::size_t>(value - kFirstShared);
+  knownNumbers.store(numbers, std::memory_order_release);
+  return numbers;
 }
 
 NSNumber::NSNumber(bool value) : NSNumber(adopt, NumberBody::create(value)) {}

@@ -5,6 +5,7 @@
 //     std::string_view digits(text, formatNumber(0.1, text));   // "0.1"
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -14,7 +15,7 @@
 
 namespace kvt {
 
-struct NumberBody final : Object {
+struct KVT_EXPORT NumberBody final : Object {
   /// The type code of the C++ type that was boxed, except that booleans, whose code is `c` too, are told apart.
   enum class Type : char {
     kBool = 'B',
@@ -38,7 +39,7 @@ struct NumberBody final : Object {
   static NumberBody* create(bool value) { return sharedBool(value); }
   static NumberBody* create(Type type, std::int64_t value) {
     if ((type == Type::kInt64 || type == Type::kInt32) && value >= kFirstShared && value <= kLastShared) {
-      return sharedInteger(type, value);
+      return sharedNumbers() + (type == Type::kInt64 ? 0 : kSharedCount) + (value - kFirstShared);
     }
     return new NumberBody(type, value);
   }
@@ -66,11 +67,26 @@ struct NumberBody final : Object {
 
  private:
   explicit NumberBody(Type numberType) noexcept
-      : Object(classOf<NSNumber>(), objectKind(kNumberKind)), type(numberType) {
-    ObjectAccess::markImmutableValue(this);
+      : Object(numberClass(), objectKind(kNumberKind), kPlainValue), type(numberType) {}
+  static NumberBody* sharedBool(bool value) { return sharedNumbers() + 2 * kSharedCount + (value ? 1 : 0); }
+  /// The shared int64s, then the int32s, then NO and YES.
+  static NumberBody* sharedNumbers() noexcept {
+    NumberBody* const numbers = knownNumbers.load(std::memory_order_acquire);
+    return numbers != nullptr ? numbers : makeSharedNumbers();
   }
-  static NumberBody* sharedBool(bool value);
-  static NumberBody* sharedInteger(Type type, std::int64_t value);
+  static NumberBody* makeSharedNumbers() noexcept;
+  static ClassBody* numberClass() noexcept {
+    ClassBody* cls = knownClass.load(std::memory_order_relaxed);
+    if (cls == nullptr) [[unlikely]]
+      knownClass.store(cls = findClass(), std::memory_order_relaxed);
+    return cls;
+  }
+  static ClassBody* findClass() noexcept;
+
+  static constexpr std::ptrdiff_t kSharedCount = kLastShared - kFirstShared + 1;
+  // Both null until the first is asked for.
+  static constinit std::atomic<NumberBody*> knownNumbers;
+  static constinit std::atomic<ClassBody*> knownClass;
 };
 
 static_assert(sizeof(NumberBody) == 32, "a number is its header and eight bytes");

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include <KVTPlatform/Runtime/ObjectMemory.h>
 #include <KVTPlatform/Runtime/Raise.h>
 
 #include "NSMutableString.h"
@@ -13,11 +14,12 @@
 #include "NSStringUnicode.h"
 
 namespace kvt {
-namespace {
 
-[[noreturn]] void raiseTooLong() {
+void StringBody::raiseTooLong() {
   objc_raise("NSMallocException", "text of more than 2147483631 bytes cannot be kept as one string");
 }
+
+namespace {
 
 void* allocateBytes(std::size_t size) {
   if (void* memory = std::malloc(size)) return memory;
@@ -87,19 +89,25 @@ std::uint32_t hashBytes(const char* p, std::size_t size) noexcept {
 
 // ---- making --------------------------------------------------------------------------------------------------------
 
+constinit std::atomic<ClassBody*> StringBody::knownClass = nullptr;
+
+ClassBody* StringBody::findClass() noexcept { return classOf<NSString>().body(); }
+
 StringBody::StringBody(ValueKind kind, Form textForm, bool withSide)
     : Object(kind == kStringKind ? classOf<NSString>() : classOf<NSMutableString>(), objectKind(kind)),
       form(textForm),
       hasSide(withSide),
       size(0),
       bytes(nullptr) {
-  if (kind == kStringKind) ObjectAccess::markImmutableValue(this);
+  if (kind != kStringKind) return;
+  ObjectAccess::markImmutableValue(this);
+  ObjectAccess::markDestructorNeedless(this);  // until it has a view
 }
 
 StringBody* StringBody::allocate(ValueKind kind, Form form, bool hasSide, std::size_t extraBytes) {
   if (extraBytes > 2 * kMaximumSize + 2) raiseTooLong();
   const std::size_t header = sizeof(StringBody) + (hasSide ? sizeof(Side) : 0);
-  void* memory = Object::operator new(header + extraBytes);
+  void* memory = kvt::memory::allocate(header + extraBytes);
   auto* body = ::new (memory) StringBody(kind, form, hasSide);
   if (hasSide) ::new (static_cast<void*>(body + 1)) Side();
   body->bytes = extraBytes != 0 ? static_cast<char*>(memory) + header : nullptr;
@@ -108,8 +116,9 @@ StringBody* StringBody::allocate(ValueKind kind, Form form, bool hasSide, std::s
 
 StringBody* StringBody::createUninitialized(std::size_t size, bool isASCII) {
   if (size > kMaximumSize) raiseTooLong();
-  StringBody* body = allocate(kStringKind, isASCII ? Form::kASCII : Form::kUTF8, !isASCII, size + 1);
-  body->size = static_cast<std::uint32_t>(size);
+  const std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
+  auto* memory = static_cast<char*>(kvt::memory::allocate(header + size + 1));
+  auto* body = ::new (static_cast<void*>(memory)) StringBody(immutableClass(), memory + header, size, isASCII);
   body->bytes[size] = '\0';
   return body;
 }
@@ -118,12 +127,6 @@ void StringBody::finish(std::size_t written, bool isASCII) noexcept {
   size = static_cast<std::uint32_t>(written);
   bytes[written] = '\0';
   if (isASCII) form = Form::kASCII;
-}
-
-StringBody* StringBody::create(const char* utf8, std::size_t size, bool isASCII) {
-  StringBody* body = createUninitialized(size, isASCII);
-  if (size != 0) std::memcpy(body->bytes, utf8, size);
-  return body;
 }
 
 StringBody* StringBody::createFromUTF8(std::string_view text) {
@@ -193,6 +196,7 @@ const char16_t* StringBody::utf16View() const {
   auto* fresh = static_cast<char16_t*>(allocateBytes((static_cast<std::size_t>(length()) + 1) * 2));
   unicode::toUTF16(bytes, size, fresh);
   fresh[length()] = 0;
+  if (!isMutable()) ObjectAccess::markDestructorNeeded(this);
   // Threads that ask at the same time make the same units; all but the first throw theirs away.
   if (side().view.compare_exchange_strong(view, fresh, std::memory_order_acq_rel, std::memory_order_acquire))
     return fresh;
@@ -214,6 +218,7 @@ std::string_view StringBody::utf8View() const {
   auto* fresh = static_cast<char*>(allocateBytes(count + 1));
   unicode::toUTF8(units, size, fresh);
   fresh[count] = '\0';
+  if (!isMutable()) ObjectAccess::markDestructorNeeded(this);
   side().viewSize.store(static_cast<std::uint32_t>(count), std::memory_order_relaxed);
   if (side().view.compare_exchange_strong(view, fresh, std::memory_order_acq_rel, std::memory_order_acquire)) {
     return {fresh, count};

@@ -15,7 +15,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstring>
 #include <string_view>
+
+#include <KVTPlatform/Runtime/ObjectMemory.h>
 
 #include "Kinds.h"
 #include "NSTypes.h"
@@ -38,7 +41,39 @@ struct KVT_EXPORT StringBody final : Object {
   static constexpr std::size_t kMaximumSize = INT32_MAX - 16;
 
   /// Copies valid UTF-8. `isASCII` must be right: it decides where the text lies.
-  static StringBody* create(const char* utf8, std::size_t size, bool isASCII);
+  static StringBody* create(const char* utf8, std::size_t size, bool isASCII) {
+    if (size > kMaximumSize) [[unlikely]]
+      raiseTooLong();
+    const std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
+    auto* memory = static_cast<char*>(memory::allocate(header + size + 1));
+    auto* body = ::new (static_cast<void*>(memory)) StringBody(immutableClass(), memory + header, size, isASCII);
+    copyBytes(body->bytes, utf8, size);
+    body->bytes[size] = '\0';
+    return body;
+  }
+  /// The same of a text behind which another sixteen bytes may be read, no longer than kMaximumSize.
+  template <bool isASCII>
+  static StringBody* createPadded(memory::Heap* heap, ClassBody* textClass, const char* utf8, std::size_t size) {
+    constexpr std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
+    auto* memory = static_cast<char*>(memory::allocate(heap, (header + size + 16) & ~std::size_t{15}));
+    auto* body = ::new (static_cast<void*>(memory)) StringBody(textClass, memory + header, size, isASCII);
+    // The header ends eight bytes before a boundary: that is the room behind the text.
+    static_assert(sizeof(StringBody) % 16 == 8 && sizeof(Side) % 16 == 0);
+    char* to = memory + header;
+    if (size < 8) {
+      std::memcpy(to, utf8, 8);
+    } else if (size < 256) {
+      std::memcpy(to, utf8, 8);
+      for (std::size_t at = 8; at < size; at += 16) {
+        std::memcpy(to + at, utf8 + at, 16);
+        __asm__("" : "+r"(to));  // or compilers make the loop a call of memcpy
+      }
+    } else {
+      std::memcpy(to, utf8, size);
+    }
+    to[size] = '\0';
+    return body;
+  }
   /// Room for `size` bytes of valid UTF-8, to be written to `bytes` and closed by `finish`.
   static StringBody* createUninitialized(std::size_t size, bool isASCII);
   /// Cuts uninitialised text to what was written (at most what was asked for). A body made for any text may turn out
@@ -93,8 +128,58 @@ struct KVT_EXPORT StringBody final : Object {
 
   ~StringBody();
 
+  /// The class of immutable text.
+  static ClassBody* immutableClass() noexcept {
+    ClassBody* cls = knownClass.load(std::memory_order_relaxed);
+    if (cls == nullptr) [[unlikely]]
+      knownClass.store(cls = findClass(), std::memory_order_relaxed);
+    return cls;
+  }
+
  private:
   StringBody(ValueKind kind, Form form, bool hasSide);
+  /// Immutable text; the room at `storage` is filled by the caller.
+  StringBody(ClassBody* textClass, char* storage, std::size_t byteCount, bool isASCII) noexcept
+      : Object(textClass, objectKind(kStringKind), kPlainValue),
+        form(isASCII ? Form::kASCII : Form::kUTF8),
+        hasSide(!isASCII),
+        size(static_cast<std::uint32_t>(byteCount)),
+        bytes(storage) {
+    if (!isASCII) ::new (static_cast<void*>(this + 1)) Side();
+  }
+  [[noreturn]] static void raiseTooLong();
+  static ClassBody* findClass() noexcept;
+  static constinit std::atomic<ClassBody*> knownClass;
+
+  /// What a parser cuts out is short as a rule, and calling memcpy costs more than copying it.
+  static void copyBytes(char* to, const char* from, std::size_t count) noexcept {
+    const auto move = [to, from]<class Word>(std::size_t at, Word word) {
+      std::memcpy(&word, from + at, sizeof word);
+      std::memcpy(to + at, &word, sizeof word);
+    };
+    struct Sixteen {
+      std::uint64_t words[2];
+    };
+    if (count >= 16) {
+      if (count > 256) {
+        std::memcpy(to, from, count);
+        return;
+      }
+      std::size_t at = 0;
+      for (; at + 16 < count; at += 16) move(at, Sixteen{});
+      move(count - 16, Sixteen{});
+    } else if (count >= 8) {
+      move(0, std::uint64_t{});
+      move(count - 8, std::uint64_t{});
+    } else if (count >= 4) {
+      move(0, std::uint32_t{});
+      move(count - 4, std::uint32_t{});
+    } else if (count > 0) {
+      to[0] = from[0];
+      to[count / 2] = from[count / 2];
+      to[count - 1] = from[count - 1];
+    }
+  }
   static StringBody* allocate(ValueKind kind, Form form, bool hasSide, std::size_t extraBytes);
 
   Side& side() const noexcept { return *reinterpret_cast<Side*>(const_cast<StringBody*>(this) + 1); }

@@ -3,12 +3,13 @@
 #include <cstring>
 #include <unordered_map>
 
+#include <KVTPlatform/Runtime/ClassBody.h>
 #include <KVTPlatform/Runtime/ClassBuilder.h>
 #include <KVTPlatform/Values/NSArray.h>
 #include <KVTPlatform/Values/NSNumber.h>
+#include <KVTPlatform/Values/NSString.h>
 
 namespace kvt::direct {
-namespace {
 
 struct ThreadPlans {
   std::uint64_t generation = 0;
@@ -17,9 +18,30 @@ struct ThreadPlans {
   // The class asked for last, which a caller in a loop asks for again.
   ClassBody* lastClass = nullptr;
   ClassPlan* lastPlan = nullptr;
+  std::vector<Object*> elements;
 };
 
-thread_local ThreadPlans threadPlans;
+namespace {
+
+/// The thread's plans, which a plain pointer finds at once. A thread that is ending and has thrown its own away gets
+/// others, which nobody throws away.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPlans* knownPlans = nullptr;
+
+ThreadPlans& makeThreadPlans() {
+  struct Owner {
+    ~Owner() {
+      delete knownPlans;
+      knownPlans = nullptr;
+    }
+  };
+  static thread_local Owner owner;
+  // To mention it is to have it destroyed at the thread's end.
+  (void)&owner;
+  knownPlans = new ThreadPlans;
+  return *knownPlans;
+}
+
+ThreadPlans& threadPlans() { return knownPlans != nullptr ? *knownPlans : makeThreadPlans(); }
 
 /// The class an object encoding names, when its members hold it strongly through a default setter.
 const Accessor* defaultAccessor(Class cls, SEL sel, Accessor::Kind kind) {
@@ -68,27 +90,31 @@ std::uint32_t ClassPlan::hashOf(std::string_view key) noexcept {
   } else {
     std::memcpy(&head, key.data(), key.size());
   }
-  const std::uint64_t mixed = (head ^ (tail * 0x9E3779B97F4A7C15u) ^ key.size()) * 0xD6E8FEB86659FD93u;
-  return static_cast<std::uint32_t>(mixed >> 32);
+  return mix(head, tail, key.size());
 }
 
 void ClassPlan::enter(std::uint16_t number) {
   const std::size_t mask = index_.size() - 1;
-  std::size_t at = hashOf(entries[number].key) & mask;
+  std::size_t at = hashOf(keys[number]) & mask;
   while (index_[at] != kStart) at = (at + 1) & mask;
   index_[at] = number;
 }
 
-void ClassPlan::add(Entry&& entry) {
-  const std::string_view key = entry.key;
+void ClassPlan::add(Entry&& entry, std::string_view key) {
   if (isPlain(key) && key.size() + 3 <= Entry::kTokenRoom) {
     entry.tokenSize = static_cast<std::uint8_t>(key.size() + 3);
-    entry.token[0] = '"';
-    std::memcpy(entry.token + 1, key.data(), key.size());
-    std::memcpy(entry.token + 1 + key.size(), "\":", 2);
+    entry.commaSize = static_cast<std::uint8_t>(entry.tokenSize + 1);
+    std::memcpy(entry.comma, ",\"", 2);
+    std::memcpy(entry.comma + 2, key.data(), key.size());
+    std::memcpy(entry.comma + 2 + key.size(), "\":", 2);
+    const auto maskOf = [](std::size_t size) { return static_cast<std::uint16_t>((2u << ((size - 1) % 16)) - 1); };
+    entry.room = static_cast<std::uint8_t>((entry.commaSize + 15) / 16 * 16 + 32);
+    entry.tokenMask = maskOf(entry.tokenSize);
+    entry.commaMask = maskOf(entry.commaSize);
     entry.isTokenWritable = key.find('/') == std::string_view::npos;
   }
   entries.push_back(std::move(entry));
+  keys.emplace_back(key);
   if (entries.size() * 2 > index_.size()) {
     index_.assign(std::max<std::size_t>(index_.size() * 2, 16), kStart);
     for (std::size_t i = 1; i < entries.size(); ++i) enter(static_cast<std::uint16_t>(i));
@@ -97,22 +123,21 @@ void ClassPlan::add(Entry&& entry) {
   }
 }
 
-std::uint16_t ClassPlan::entryOf(std::string_view key) {
+Entry& ClassPlan::entryOf(std::string_view key) {
   if (!index_.empty()) {
     const std::size_t mask = index_.size() - 1;
     for (std::size_t at = hashOf(key) & mask; index_[at] != kStart; at = (at + 1) & mask) {
-      if (entries[index_[at]].key == key) return index_[at];
+      if (keys[index_[at]] == key) return entries[index_[at]];
     }
   }
   // Few keys are worth remembering that are long or many.
   if (entries.size() >= properties + kMostEntries || entries.size() >= UINT16_MAX ||
       key.size() + 3 > Entry::kTokenRoom) {
-    return kStart;
+    return start();
   }
-  Entry unknown;
-  unknown.key = key;
-  add(std::move(unknown));
-  return static_cast<std::uint16_t>(entries.size() - 1);
+  Entry unknown{};
+  add(std::move(unknown), key);
+  return entries.back();
 }
 
 /// Makes plans, of a class and of all that it nests.
@@ -129,6 +154,10 @@ struct PlanMaker {
     plan->cls = cls;
     plan->meta = _KVTModelMeta::metaWithClass(cls);
     plan->entries.emplace_back();  // kStart
+    plan->keys.emplace_back();
+    const ClassBody& body = *cls.body();
+    if (body.create == nullptr && !body.builtAtRunTime && !body.isMeta) plan->construct = body.construct;
+    plan->instanceSize = body.instanceSize;
     describe(*plan);
     return plan;
   }
@@ -168,14 +197,14 @@ struct PlanMaker {
         return;
       }
       Entry entry;
-      entry.key = std::string(text.utf8());
       entry.meta = &property;
       classify(plan, property, entry);
-      plan.add(std::move(entry));
+      plan.add(std::move(entry), text.utf8());
     }
     plan.properties = plan.entries.size() - 1;
     for (std::size_t i = 0; i < plan.entries.size(); ++i) {
-      plan.entries[i].next = static_cast<std::uint16_t>(i + 1 < plan.entries.size() ? i + 1 : 0);
+      plan.setFollowing(plan.entries[i], plan.entries[i + 1 < plan.entries.size() ? i + 1 : 0]);
+      if (i != 0 && i < 64) plan.entries[i].bit = std::uint64_t{1} << i;
     }
   }
 
@@ -202,7 +231,17 @@ struct PlanMaker {
         return;
       case KVTEncodingTypeNSArray:
       case KVTEncodingTypeNSMutableArray:
-        reach(plan, property.genericCls, isStrong, Kind::kModels, property, entry);
+        if (!property.genericCls) {
+          if (property.nsType == KVTEncodingTypeNSArray && (isStrong || setter->ownership == Ownership::kCopy))
+            entry.kind = Kind::kArray;
+          entry.keepsNumbers = entry.keepsText = true;
+        } else if (KVTClassGetNSType(property.genericCls) != KVTEncodingTypeNSUnknown) {
+          if (isStrong) entry.kind = Kind::kArray;
+          entry.keepsNumbers = class_isSubclassOf(classOf<NSNumber>(), property.genericCls);
+          entry.keepsText = class_isSubclassOf(classOf<NSString>(), property.genericCls);
+        } else {
+          reach(plan, property.genericCls, isStrong, Kind::kModels, property, entry);
+        }
         return;
       case KVTEncodingTypeNSUnknown: {
         const Class wanted = property.genericCls ? property.genericCls : property.cls;
@@ -232,30 +271,30 @@ struct PlanMaker {
   }
 };
 
-PlanUse::PlanUse() {
-  ThreadPlans& thread = threadPlans;
+PlanUse::PlanUse() : thread_(threadPlans()) {
   const std::uint64_t generation = objc_runtimeGeneration();
-  if (thread.uses == 0 && thread.generation != generation) [[unlikely]] {
-    thread.plans.clear();
-    thread.lastClass = nullptr;
-    thread.generation = generation;
+  if (thread_.uses == 0 && thread_.generation != generation) [[unlikely]] {
+    thread_.plans.clear();
+    thread_.lastClass = nullptr;
+    thread_.generation = generation;
   }
-  ++thread.uses;
+  ++thread_.uses;
 }
 
-PlanUse::~PlanUse() { --threadPlans.uses; }
+PlanUse::~PlanUse() { --thread_.uses; }
 
-ClassPlan* planFor(Class cls) {
-  ThreadPlans& thread = threadPlans;
-  if (thread.generation != objc_runtimeGeneration()) [[unlikely]]
+std::vector<Object*>& PlanUse::elements() const noexcept { return thread_.elements; }
+
+ClassPlan* PlanUse::planFor(Class cls) const {
+  if (thread_.generation != objc_runtimeGeneration()) [[unlikely]]
     return nullptr;
-  if (thread.lastClass == cls.body()) [[likely]]
-    return thread.lastPlan;
-  PlanMaker maker{thread};
+  if (thread_.lastClass == cls.body()) [[likely]]
+    return thread_.lastPlan;
+  PlanMaker maker{thread_};
   ClassPlan* plan = maker.make(cls);
   maker.settle();
-  thread.lastClass = cls.body();
-  thread.lastPlan = plan;
+  thread_.lastClass = cls.body();
+  thread_.lastPlan = plan;
   return plan;
 }
 

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,25 +35,36 @@ enum class Kind : std::uint8_t {
   kText,    // NSString
   kModel,   // a nested model
   kModels,  // an array of models
+  kArray,   // of values, all or those of a class
   kOther,   // converted as on the plain way
 };
 
 struct ClassPlan;
 
-/// A JSON key, and what it fills.
-struct Entry {
+/// A JSON key, and what it fills. All that reading looks at lies in two lines of the cache.
+struct alignas(64) Entry {
   static constexpr std::size_t kTokenRoom = 64;
 
   Kind kind = Kind::kUnknownKey;
-  std::uint8_t tokenSize = 0;    // of `"key":`; 0 when it does not fit or the key needs escapes
-  bool isTokenWritable = false;  // it may be written as it is: no slash in it
-  std::uint16_t next = 0;        // the entry that followed last time
-  std::uint32_t offset = 0;      // of the member
+  std::uint8_t tokenSize = 0;  // of `"key":`; 0 when it does not fit or the key needs escapes
+  std::uint8_t commaSize = 0;  // with the comma in front; 0 likewise
+  std::uint8_t room = 0;       // bytes that are looked at when the token and its comma are compared, and 32 more
+  // Bits of the bytes that count in the last block of the token, and of the token with its comma.
+  std::uint16_t tokenMask = 0;
+  std::uint16_t commaMask = 0;
+  std::uint32_t next = 0;    // where the entry lies that followed last time, in bytes from the first one
+  std::uint32_t offset = 0;  // of the member
+  std::uint64_t bit = 0;     // of its own among the first 64 properties; 0 for others
   const _KVTModelPropertyMeta* meta = nullptr;
-  ClassPlan* nested = nullptr;  // the model's or the elements' class
-  char token[kTokenRoom] = {};
-  std::string key;
+  ClassPlan* nested = nullptr;   // the model's or the elements' class
+  bool isTokenWritable = false;  // it may be written as it is: no slash in it
+  bool keepsNumbers = false;     // of an array: whole numbers and text are of the elements' class
+  bool keepsText = false;
+  char comma[kTokenRoom + 20] = {};  // a comma, and the token behind it; read in blocks of sixteen
+
+  const char* token() const noexcept { return comma + 1; }
 };
+static_assert(sizeof(Entry) == 128);
 
 struct ClassPlan {
   /// The entry that the first key of an object is compared with.
@@ -62,35 +74,77 @@ struct ClassPlan {
 
   Class cls;
   Ref<_KVTModelMeta> meta;
+  Object* (*construct)(void*) = nullptr;  // null where making an object takes more
+  std::size_t instanceSize = 0;
   bool reads = false;          // text to models
   bool writes = false;         // models to text
   std::size_t properties = 0;  // entries 1 … properties have one; the others are unknown keys that were met
   std::vector<Entry> entries;
-  std::size_t sizeSeen = 64;  // bytes of the last text written
+  std::vector<std::string> keys;  // of the entries
+  std::size_t sizeSeen = 64;      // bytes of the last model written, or the average of many
 
-  /// The entry of a key, made for an unknown one while there is room; kStart when there is none.
-  std::uint16_t entryOf(std::string_view key);
+  /// The entry of a key, made for an unknown one while there is room; the first one when there is none.
+  Entry& entryOf(std::string_view key);
+
+  /// The entry of a key behind which eight bytes may be read: the first one of its hash that `stands`; null when there
+  /// is none.
+  template <class Test>
+  Entry* find(const char* key, std::size_t size, Test stands) noexcept {
+    if (index_.empty()) return nullptr;
+    std::uint64_t head;
+    std::uint64_t tail = 0;
+    std::memcpy(&head, key, 8);
+    if (size >= 8)
+      std::memcpy(&tail, key + size - 8, 8);
+    else
+      head &= (std::uint64_t{1} << (8 * size)) - 1;
+    const std::size_t mask = index_.size() - 1;
+    for (std::size_t at = mix(head, tail, size) & mask; index_[at] != kStart; at = (at + 1) & mask) {
+      if (stands(entries[index_[at]])) return &entries[index_[at]];
+    }
+    return nullptr;
+  }
+
+  Entry& start() noexcept { return entries.front(); }
+  Entry& following(const Entry& entry) noexcept {
+    return *reinterpret_cast<Entry*>(reinterpret_cast<char*>(entries.data()) + entry.next);
+  }
+  void setFollowing(Entry& entry, const Entry& next) noexcept {
+    entry.next = static_cast<std::uint32_t>(reinterpret_cast<const char*>(&next) -
+                                            reinterpret_cast<const char*>(entries.data()));
+  }
+  std::size_t numberOf(const Entry& entry) const noexcept { return static_cast<std::size_t>(&entry - entries.data()); }
 
  private:
-  friend ClassPlan* planFor(Class cls);
   friend struct PlanMaker;
-  void add(Entry&& entry);
+  void add(Entry&& entry, std::string_view key);
   void enter(std::uint16_t number);
+  static std::uint32_t mix(std::uint64_t head, std::uint64_t tail, std::size_t size) noexcept {
+    return static_cast<std::uint32_t>(((head ^ (tail * 0x9E3779B97F4A7C15u) ^ size) * 0xD6E8FEB86659FD93u) >> 32);
+  }
   static std::uint32_t hashOf(std::string_view key) noexcept;
   std::vector<const ClassPlan*> reaches;
   std::vector<std::uint16_t> index_;  // by hash, open addressing
 };
 
+struct ThreadPlans;
+
 /// Keeps the thread's plans as they are while they are used. The outermost one drops plans that are out of date; within
 /// it (a model's constructor may read JSON itself) they stay.
-struct PlanUse {
+class PlanUse {
+ public:
   PlanUse();
   ~PlanUse();
   PlanUse(const PlanUse&) = delete;
   PlanUse& operator=(const PlanUse&) = delete;
-};
 
-/// The calling thread's plan of a class, within a `PlanUse`; null when classes have changed since that began.
-ClassPlan* planFor(Class cls);
+  /// Null when classes have changed since this began.
+  ClassPlan* planFor(Class cls) const;
+  /// Room for the elements of arrays that are being read; whoever puts some in takes them out.
+  std::vector<Object*>& elements() const noexcept;
+
+ private:
+  ThreadPlans& thread_;
+};
 
 }  // namespace kvt::direct

@@ -1,10 +1,13 @@
 #include "DirectWriter.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
+#include <KVTPlatform/Values/JSONReader.h>
 #include <KVTPlatform/Values/NSArrayBody.h>
 #include <KVTPlatform/Values/NSJSONSerializationPrivate.h>
+#include <KVTPlatform/Values/NSNumberBody.h>
 #include <KVTPlatform/Values/NSStringBody.h>
 
 #include "DirectPlan.h"
@@ -18,51 +21,33 @@ constexpr int kDeepestModel = 256;
 
 class Writer {
  public:
-  explicit Writer(JSONWriter& out) : out_(out) {}
+  Writer(JSONWriter& out, const PlanUse& use) : out_(out), use_(use) {}
 
   /// NO: unusual.
   bool model(ClassPlan& plan, const Object* object) {
     if (!plan.writes || plan.properties == 0 || ++depth_ > kDeepestModel) return false;
-    out_.character('{');
-    bool isFirst = true;
-    for (std::size_t i = 1; i <= plan.properties; ++i) {
-      const Entry& entry = plan.entries[i];
-      const char* member = reinterpret_cast<const char*>(object) + entry.offset;
-      id converted;
-      if (entry.kind == Kind::kOther) {
-        bool isCircular = false;
-        converted = ModelPropertyToJSON(id(borrow, object), *entry.meta, isCircular);
-        if (isCircular) return false;
-        if (!converted) continue;
-      } else if (!hasValue(entry, member)) {
-        continue;
-      }
-      if (!isFirst) out_.character(',');
-      isFirst = false;
-      if (entry.isTokenWritable) {
-        out_.raw({entry.token, entry.tokenSize});
-      } else {
-        out_.string(entry.key);
-        out_.character(':');
-      }
-      // A model is two levels of JSON at the most: itself, and the array around it.
-      if (entry.kind == Kind::kOther ? !json::writeIfValid(converted, 2 * static_cast<std::size_t>(depth_), out_)
-                                     : !value(entry, member)) {
-        return false;
-      }
+    const std::size_t start = out_.size();
+    for (const Entry *entry = &plan.entries[1], *const last = &plan.entries[plan.properties]; entry <= last; ++entry) {
+      const char* member = reinterpret_cast<const char*>(object) + entry->offset;
+      if (writeUsual(*entry, member)) continue;
+      if (!property(plan, *entry, object, member)) return false;
     }
+    // Every key has a comma in front, the first one too.
+    if (out_.size() == start) out_.character(',');
+    out_.set(start, '{');
     out_.character('}');
     --depth_;
     return true;
   }
 
   /// An array whose elements are all models of classes that write.
-  bool models(const ArrayBody& array) {
+  bool models(const ArrayBody& array, ClassPlan* expected) {
     out_.character('[');
     for (std::size_t i = 0; i < array.count; ++i) {
       const Object* element = array.items[i].object();
-      ClassPlan* plan = planOf(element);
+      ClassPlan* plan = planOf(element, expected);
       if (plan == nullptr) return false;
+      expected = plan;
       if (i != 0) out_.character(',');
       if (!model(*plan, element)) return false;
     }
@@ -71,11 +56,112 @@ class Writer {
   }
 
  private:
-  static ClassPlan* planOf(const Object* object) {
-    const Class cls = object_getClass(object);
+  static constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
+
+  ClassPlan* planOf(const Object* object, ClassPlan* expected) const {
     if (object->kvtKind() != ObjectKind::kPlain) return nullptr;
-    ClassPlan* plan = planFor(cls);
+    if (expected != nullptr && ObjectAccess::isa(object) == expected->cls.body()) return expected;
+    ClassPlan* plan = use_.planFor(object_getClass(object));
     return plan != nullptr && plan->writes && plan->properties != 0 ? plan : nullptr;
+  }
+
+  /// Whole numbers, booleans, and text that needs no escapes: key and value at once. NO: it is something else, and
+  /// nothing was written.
+  [[gnu::always_inline]] bool writeUsual(const Entry& entry, const char* member) {
+    if (!entry.isTokenWritable) [[unlikely]]
+      return false;
+    switch (entry.kind) {
+      case Kind::kText: return writeText(entry, load<const StringBody*>(member));
+      case Kind::kBool: {
+        const bool value = load<bool>(member);
+        char* out = key(entry, 0);
+        std::memcpy(out, value ? "true" : "fals", 4);
+        out[4] = 'e';
+        out_.wrote(out + (value ? 4 : 5));
+        return true;
+      }
+      case Kind::kInt8: return writeInteger(entry, load<std::int8_t>(member));
+      case Kind::kUInt8: return writeInteger(entry, load<std::uint8_t>(member));
+      case Kind::kInt16: return writeInteger(entry, load<std::int16_t>(member));
+      case Kind::kUInt16: return writeInteger(entry, load<std::uint16_t>(member));
+      case Kind::kInt32: return writeInteger(entry, load<std::int32_t>(member));
+      case Kind::kUInt32: return writeInteger(entry, load<std::uint32_t>(member));
+      case Kind::kInt64: return writeInteger(entry, load<std::int64_t>(member));
+      default: return false;
+    }
+  }
+
+  /// Room for the key, so many bytes more and a block; the key is there already, what it answers is behind it.
+  [[gnu::always_inline]] char* key(const Entry& entry, std::size_t more) {
+    constexpr std::size_t kRoom = Entry::kTokenRoom + 64;
+    char* out = out_.room(kRoom + more);
+    const std::size_t size = entry.commaSize;
+    for (std::size_t at = 0; at < size; at += 16) std::memcpy(out + at, entry.comma + at, 16);
+    return out + size;
+  }
+
+  [[gnu::always_inline]] bool writeInteger(const Entry& entry, std::int64_t value) {
+    out_.wrote(JSONWriter::putInteger(key(entry, 0), value));
+    return true;
+  }
+
+  [[gnu::always_inline]] bool writeText(const Entry& entry, const StringBody* text) {
+    if (text == nullptr) return true;
+    if (text->form == StringBody::Form::kUTF16) [[unlikely]]
+      return false;
+    const char* p = text->bytes;
+    std::size_t left = text->size;
+    char* out = key(entry, left);
+    *out++ = '"';
+    unsigned special = 0;
+    for (; left >= kBlock; left -= kBlock, p += kBlock, out += kBlock) {
+      special = copyBlock(json::Block(p), out);
+      if (special != 0) return finishText(p, left, special, out);
+    }
+    if (left != 0 && text->size >= kBlock) {
+      // The last sixteen bytes, some of them for the second time.
+      special = copyBlock(json::Block(p + left - kBlock), out + left - kBlock) >> (kBlock - left);
+    } else if (left != 0) {
+      special = copyBlock(json::Block(p, left), out) & ((1u << left) - 1);
+    }
+    if (special != 0) return finishText(p, left, special, out);
+    out[left] = '"';
+    out_.wrote(out + left + 1);
+    return true;
+  }
+  static unsigned copyBlock(json::Block block, char* out) noexcept {
+    block.store(out);
+    return block.special() | block.equalTo('/');
+  }
+  /// From the first character that needs an escape.
+  [[gnu::noinline]] bool finishText(const char* p, std::size_t left, unsigned special, char* out) {
+    const auto plain = static_cast<std::size_t>(__builtin_ctz(special));
+    out_.wrote(out + plain);
+    out_.stringRest({p + plain, left - plain});
+    return true;
+  }
+
+  /// Any property. NO: unusual.
+  bool property(ClassPlan& plan, const Entry& entry, const Object* object, const char* member) {
+    id converted;
+    const bool isOther = entry.kind == Kind::kOther || (entry.kind == Kind::kArray && !isOfLeaves(member));
+    if (isOther) {
+      bool isCircular = false;
+      converted = ModelPropertyToJSON(id(borrow, object), *entry.meta, isCircular);
+      if (isCircular) return false;
+      if (!converted) return true;
+    } else if (!hasValue(entry, member)) {
+      return true;
+    }
+    if (entry.isTokenWritable) {
+      out_.token(entry.comma, entry.commaSize);
+    } else {
+      out_.character(',');
+      out_.string(plan.keys[plan.numberOf(entry)]);
+      out_.character(':');
+    }
+    // A model is two levels of JSON at the most: itself, and the array around it.
+    return isOther ? json::writeIfValid(converted, 2 * static_cast<std::size_t>(depth_), out_) : value(entry, member);
   }
 
   static bool hasValue(const Entry& entry, const char* member) noexcept {
@@ -84,9 +170,40 @@ class Writer {
       case Kind::kDouble: return std::isfinite(load<double>(member));
       case Kind::kText:
       case Kind::kModel:
-      case Kind::kModels: return load<Object*>(member) != nullptr;
+      case Kind::kModels:
+      case Kind::kArray: return load<Object*>(member) != nullptr;
       default: return true;
     }
+  }
+
+  /// An array of text and of numbers that JSON has; none counts as one, it has no value.
+  static bool isOfLeaves(const char* member) noexcept {
+    const auto* object = load<const Object*>(member);
+    const ArrayBody* array = ArrayBody::of(object);
+    if (array == nullptr) return object == nullptr;
+    return std::all_of(array->items, array->items + array->count, [](const id& element) {
+      if (const StringBody* text = StringBody::of(element.object())) return text->form != StringBody::Form::kUTF16;
+      const NumberBody* number = NumberBody::of(element.object());
+      return number != nullptr && !number->isReal() && !number->isUnsigned64();
+    });
+  }
+
+  void leaves(const ArrayBody& array) {
+    out_.character('[');
+    for (std::size_t i = 0; i < array.count; ++i) {
+      if (i != 0) out_.character(',');
+      const Object* element = array.items[i].object();
+      if (const StringBody* text = StringBody::of(element)) {
+        out_.string(text->utf8());
+        continue;
+      }
+      const NumberBody& number = *NumberBody::of(element);
+      if (number.type == NumberBody::Type::kBool)
+        out_.boolean(number.integer != 0);
+      else
+        out_.integer(number.integer);
+    }
+    out_.character(']');
   }
 
   template <class T>
@@ -117,13 +234,14 @@ class Writer {
       case Kind::kDouble: return out_.real(load<double>(member));
       case Kind::kModel: {
         const Object* nested = load<const Object*>(member);
-        ClassPlan* plan = object_getClass(nested) == entry.nested->cls ? entry.nested : planOf(nested);
+        ClassPlan* plan = planOf(nested, entry.nested);
         return plan != nullptr && model(*plan, nested);
       }
       case Kind::kModels: {
         const ArrayBody* array = ArrayBody::of(load<const Object*>(member));
-        return array != nullptr && models(*array);
+        return array != nullptr && models(*array, entry.nested);
       }
+      case Kind::kArray: leaves(*ArrayBody::of(load<const Object*>(member))); return true;
       case Kind::kUnknownKey:
       case Kind::kOther: break;
     }
@@ -131,6 +249,7 @@ class Writer {
   }
 
   JSONWriter& out_;
+  const PlanUse& use_;
   int depth_ = 0;
 };
 
@@ -138,22 +257,27 @@ class Writer {
 
 Outcome write(const id& object, JSONWriter& out) {
   const PlanUse use;
-  Writer writer(out);
+  Writer writer(out, use);
   if (const ArrayBody* array = ArrayBody::of(object.object())) {
-    return array->count != 0 && writer.models(*array) ? Outcome::kDone : Outcome::kUnusual;
+    if (array->count == 0 || !writer.models(*array, nullptr)) return Outcome::kUnusual;
+    if (ClassPlan* plan = use.planFor(array->items[0].class_())) plan->sizeSeen = out.size() / array->count;
+    return Outcome::kDone;
   }
   if (!object || object.object()->kvtKind() != ObjectKind::kPlain) return Outcome::kUnusual;
-  ClassPlan* plan = planFor(object.class_());
+  ClassPlan* plan = use.planFor(object.class_());
   if (plan == nullptr || !writer.model(*plan, object.object())) return Outcome::kUnusual;
   plan->sizeSeen = out.size();
   return Outcome::kDone;
 }
 
 std::size_t expectedSize(const id& object) {
-  if (!object || object.object()->kvtKind() != ObjectKind::kPlain) return 4096;
+  const ArrayBody* array = ArrayBody::of(object.object());
+  const std::size_t count = array != nullptr ? array->count : 1;
+  const Object* one = array == nullptr ? object.object() : count != 0 ? array->items[0].object() : nullptr;
+  if (one == nullptr || one->kvtKind() != ObjectKind::kPlain) return 4096;
   const PlanUse use;
-  const ClassPlan* plan = planFor(object.class_());
-  return plan != nullptr ? plan->sizeSeen + plan->sizeSeen / 8 : 64;
+  const ClassPlan* plan = use.planFor(object_getClass(one));
+  return plan != nullptr ? count * (plan->sizeSeen + plan->sizeSeen / 8) + 256 : 4096;
 }
 
 }  // namespace kvt::direct

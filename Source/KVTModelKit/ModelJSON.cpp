@@ -10,6 +10,7 @@
 #include <KVTPlatform/Values/NSDate.h>
 #include <KVTPlatform/Values/NSDateFormatter.h>
 #include <KVTPlatform/Values/NSJSONSerialization.h>
+#include <KVTPlatform/Values/NSJSONSerializationPrivate.h>
 #include <KVTPlatform/Values/NSLocale.h>
 #include <KVTPlatform/Values/NSNull.h>
 #include <KVTPlatform/Values/NSNumber.h>
@@ -208,7 +209,7 @@ bool writeDirectly(const id& object, JSONWriter& out) { return direct::write(obj
 
 NSData kvt_modelToJSONData(const id& object) {
   JSONWriter out(direct::expectedSize(object));
-  if (writeDirectly(object, out)) return NSData(out.text());
+  if (writeDirectly(object, out)) return json::dataWithWriter(out);
   const id json = kvt_modelToJSONObject(object);
   // A hook may have put in what JSON cannot hold.
   if (!NSJSONSerialization::isValidJSONObject(json)) return {};

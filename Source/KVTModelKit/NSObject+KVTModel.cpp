@@ -2,8 +2,10 @@
 
 #include <KVTPlatform/Runtime/Message.h>
 #include <KVTPlatform/Values/NSData.h>
+#include <KVTPlatform/Values/NSDataBody.h>
 #include <KVTPlatform/Values/NSJSONSerialization.h>
 #include <KVTPlatform/Values/NSNull.h>
+#include <KVTPlatform/Values/NSStringBody.h>
 
 #include "DirectReader.h"
 #include "ModelAccess.h"
@@ -118,12 +120,13 @@ using DirectRead = direct::Outcome (*)(Class, std::string_view, bool, id&);
 /// Text and bytes go straight into models where nothing could tell the difference. NO: parse first.
 bool readDirectly(DirectRead read, Class cls, const id& json, id& result) {
   if (!cls) return false;
-  if (NSString text = json.as<NSString>()) {
-    return text.UTF8String() != nullptr && read(cls, text.utf8(), true, result) == direct::Outcome::kDone;
+  if (const StringBody* text = StringBody::of(json.object())) {
+    const std::string_view utf8 = text->utf8();
+    return utf8.data() != nullptr && read(cls, utf8, true, result) == direct::Outcome::kDone;
   }
-  const NSData data = json.as<NSData>();
-  if (data.length() == 0) return false;
-  const std::string_view bytes(static_cast<const char*>(data.bytes()), data.length());
+  const DataBody* data = DataBody::of(json.object());
+  if (data == nullptr || data->length == 0) return false;
+  const std::string_view bytes(reinterpret_cast<const char*>(data->bytes), data->length);
   return read(cls, bytes, false, result) == direct::Outcome::kDone;
 }
 
