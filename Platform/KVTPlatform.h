@@ -1,4 +1,4 @@
-// The whole ground floor: the run time and the value types.
+// The whole ground floor: the run time, the value types and the services.
 //
 //     #include <KVTPlatform/KVTPlatform.h>
 //     using namespace kvt;
@@ -52,3 +52,5 @@
 #include <KVTPlatform/Values/NSURLComponents.h>
 #include <KVTPlatform/Values/NSValue.h>
 #include <KVTPlatform/Values/id.h>
+
+#include <KVTPlatform/Services/Bundle/NSBundle.h>

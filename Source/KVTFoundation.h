@@ -14,7 +14,14 @@
 
 #include <KVTPlatform/KVTPlatform.h>
 
+#include <KVTFoundation/Category/NSArray/NSArray+KVTExtension.h>
+#include <KVTFoundation/Category/NSDictionary/NSDictionary+KVTExtension.h>
+#include <KVTFoundation/Category/NSDictionary/NSMutableDictionary+KVTExtension.h>
+#include <KVTFoundation/Category/NSError/NSError+KVTExtension.h>
+#include <KVTFoundation/Category/NSObject/NSObject+KVTExtension.h>
+#include <KVTFoundation/Category/SharedOperations.h>
 #include <KVTFoundation/KVTFoundationVersion.h>
 #include <KVTFoundation/KVTModelKit/KVTClassInfo.h>
 #include <KVTFoundation/KVTModelKit/KVTModel.h>
+#include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Value.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel.h>
