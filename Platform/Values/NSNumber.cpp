@@ -26,9 +26,6 @@ const DecimalNumberBody* decimal(const id& number) noexcept { return DecimalNumb
 constexpr double kTwo63 = 9223372036854775808.0;
 constexpr double kTwo64 = 18446744073709551616.0;
 
-/// Whether int64_t or uint64_t can hold it.
-bool isInteger64(double value) noexcept { return value >= -kTwo63 && value < kTwo64 && value == std::trunc(value); }
-
 /// Without its fraction; the nearest value of `T` when it does not fit, 0 for NaN.
 template <class T>
 T saturated(double value) noexcept {
@@ -301,24 +298,6 @@ int comparePlain(const NumberBody& a, const NumberBody& b) noexcept {
   return b.isUnsigned64() ? orderOf(a.integer, b.unsignedInteger) : order(a.integer, b.integer);
 }
 
-/// Neighbouring numbers get hashes that differ in all bits.
-std::uint64_t mix(std::uint64_t bits) noexcept {
-  bits ^= bits >> 32;
-  bits *= 0xE9846AF9B1A615DU;
-  bits ^= bits >> 32;
-  bits *= 0xE9846AF9B1A615DU;
-  return bits ^ (bits >> 28);
-}
-
-std::uint64_t hashOf(double value) noexcept {
-  if (isInteger64(value)) {
-    return mix(value < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value))
-                         : static_cast<std::uint64_t>(value));
-  }
-  if (std::isnan(value)) return mix(0x7FF8000000000000U);
-  return mix(std::bit_cast<std::uint64_t>(value));
-}
-
 }  // namespace
 
 int compareNumbers(const Object* a, const Object* b) noexcept {
@@ -339,16 +318,17 @@ int compareNumbers(const Object* a, const Object* b) noexcept {
 
 std::uint64_t hashOfNumber(const Object* object) noexcept {
   if (const NumberBody* number = NumberBody::of(object)) {
-    if (number->isReal()) return hashOf(number->real);
-    return mix(number->isUnsigned64() ? number->unsignedInteger : static_cast<std::uint64_t>(number->integer));
+    if (number->isReal()) return hashOfReal(number->real);
+    return hashOfInteger(number->isUnsigned64() ? number->unsignedInteger
+                                                : static_cast<std::uint64_t>(number->integer));
   }
   const Decimal value = DecimalNumberBody::of(object)->value();
   const DecimalInteger integer = decimalToInteger(value);
   if (integer.exact && (!integer.negative || integer.magnitude <= static_cast<std::uint64_t>(INT64_MAX) + 1)) {
-    return mix(integer.negative ? -integer.magnitude : integer.magnitude);
+    return hashOfInteger(integer.negative ? -integer.magnitude : integer.magnitude);
   }
   // A floating value that equals it is the nearest one to it.
-  return hashOf(decimalToDouble(value));
+  return hashOfReal(decimalToDouble(value));
 }
 
 NSComparisonResult NSNumber::compare(const NSNumber& other) const {

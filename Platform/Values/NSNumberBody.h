@@ -6,6 +6,8 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -101,5 +103,30 @@ std::size_t formatNumber(const NumberBody& number, char* text) noexcept;
 /// The order that `compare` answers, -1, 0 or 1, of two numbers of any kind (decimals too).
 int compareNumbers(const Object* a, const Object* b) noexcept;
 std::uint64_t hashOfNumber(const Object* number) noexcept;
+
+// The hashes of numbers that are not boxed are those of the boxed ones. Equal numbers of any type have equal hashes.
+
+/// Of an integer, a signed one extended to 64 bits, a boolean as 0 or 1. Neighbouring numbers get hashes that differ in
+/// all bits.
+inline std::uint64_t hashOfInteger(std::uint64_t bits) noexcept {
+  bits ^= bits >> 32;
+  bits *= 0xE9846AF9B1A615DU;
+  bits ^= bits >> 32;
+  bits *= 0xE9846AF9B1A615DU;
+  return bits ^ (bits >> 28);
+}
+
+/// Whether int64_t or uint64_t can hold it.
+inline bool isInteger64(double value) noexcept {
+  return value >= -9223372036854775808.0 && value < 18446744073709551616.0 && value == std::trunc(value);
+}
+
+inline std::uint64_t hashOfReal(double value) noexcept {
+  if (isInteger64(value)) {
+    return hashOfInteger(value < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value))
+                                   : static_cast<std::uint64_t>(value));
+  }
+  return hashOfInteger(std::isnan(value) ? 0x7FF8000000000000U : std::bit_cast<std::uint64_t>(value));
+}
 
 }  // namespace kvt

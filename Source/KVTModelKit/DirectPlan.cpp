@@ -1,5 +1,6 @@
 #include "DirectPlan.h"
 
+#include <array>
 #include <cstring>
 #include <unordered_map>
 
@@ -15,10 +16,17 @@ struct ThreadPlans {
   std::uint64_t generation = 0;
   int uses = 0;
   std::unordered_map<ClassBody*, std::unique_ptr<ClassPlan>> plans;
-  // The class asked for last, which a caller in a loop asks for again.
-  ClassBody* lastClass = nullptr;
-  ClassPlan* lastPlan = nullptr;
   std::vector<Object*> elements;
+  // The classes asked for last, which a caller in a loop asks for again: a model, and those that it nests.
+  struct Recent {
+    ClassBody* cls = nullptr;
+    ClassPlan* plan = nullptr;
+  };
+  std::array<Recent, 8> recent;
+
+  Recent& recentFor(ClassBody* cls) noexcept {
+    return recent[(reinterpret_cast<std::uintptr_t>(cls) / alignof(std::max_align_t)) * 0x9E3779B97F4A7C15u >> 61];
+  }
 };
 
 namespace {
@@ -275,7 +283,7 @@ PlanUse::PlanUse() : thread_(threadPlans()) {
   const std::uint64_t generation = objc_runtimeGeneration();
   if (thread_.uses == 0 && thread_.generation != generation) [[unlikely]] {
     thread_.plans.clear();
-    thread_.lastClass = nullptr;
+    thread_.recent = {};
     thread_.generation = generation;
   }
   ++thread_.uses;
@@ -288,13 +296,13 @@ std::vector<Object*>& PlanUse::elements() const noexcept { return thread_.elemen
 ClassPlan* PlanUse::planFor(Class cls) const {
   if (thread_.generation != objc_runtimeGeneration()) [[unlikely]]
     return nullptr;
-  if (thread_.lastClass == cls.body()) [[likely]]
-    return thread_.lastPlan;
+  ThreadPlans::Recent& recent = thread_.recentFor(cls.body());
+  if (recent.cls == cls.body()) [[likely]]
+    return recent.plan;
   PlanMaker maker{thread_};
   ClassPlan* plan = maker.make(cls);
   maker.settle();
-  thread_.lastClass = cls.body();
-  thread_.lastPlan = plan;
+  recent = {cls.body(), plan};
   return plan;
 }
 

@@ -1,4 +1,5 @@
-// How the short cut between JSON text and models sees a class; not installed.
+// How the short cuts past messages see a class: between JSON text and models here, for copies, hashes and equality in
+// ModelFields.h; not installed.
 //
 // A plan is a class's mapping flattened: for each JSON key the kind of member behind it and its offset. It is made per
 // thread, because reading teaches it: every entry remembers which one followed it last time, so that the next key is
@@ -15,6 +16,10 @@
 #include <vector>
 
 #include "ModelMeta.h"
+
+namespace kvt::model {
+struct Fields;
+}
 
 namespace kvt::direct {
 
@@ -80,8 +85,9 @@ struct ClassPlan {
   bool writes = false;         // models to text
   std::size_t properties = 0;  // entries 1 … properties have one; the others are unknown keys that were met
   std::vector<Entry> entries;
-  std::vector<std::string> keys;  // of the entries
-  std::size_t sizeSeen = 64;      // bytes of the last model written, or the average of many
+  std::vector<std::string> keys;                // of the entries
+  std::size_t sizeSeen = 64;                    // bytes of the last model written, or the average of many
+  std::shared_ptr<const model::Fields> fields;  // made when copying, hashing or comparing first asks for them
 
   /// The entry of a key, made for an unknown one while there is room; the first one when there is none.
   Entry& entryOf(std::string_view key);

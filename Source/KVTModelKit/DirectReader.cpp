@@ -130,7 +130,10 @@ class Reader {
         char* member = reinterpret_cast<char*>(object) + entry->offset;
         if (!passUsual(p, *entry, member)) {
           cursor_.rewind(p);
+          // An object of the same class within this one may make the entries move.
+          const std::size_t number = plan.numberOf(*entry);
           if (!store(*entry, object, member)) return false;
+          entry = &plan.entries[number];
           p = cursor_.position();
         }
       }

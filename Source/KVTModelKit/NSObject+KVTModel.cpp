@@ -7,6 +7,7 @@
 #include <KVTPlatform/Values/NSNull.h>
 #include <KVTPlatform/Values/NSStringBody.h>
 
+#include "../Category/Category.h"
 #include "DirectReader.h"
 #include "ModelAccess.h"
 #include "ModelMeta.h"
@@ -225,30 +226,29 @@ NSDictionary kvt_modelDictionaryWithClass_dictionary(Class cls, const NSDictiona
   return models;
 }
 
-// What a message, an invocation and the method list see of this category.
-[[maybe_unused]] static const Class registered = [] {
-  ClassBuilder<id> object(classOf<NSObject>());
-  object.classMethod<&_kvt_dictionaryWithJSON>("_kvt_dictionaryWithJSON:");
-  object.classMethod<static_cast<id (*)(Class, const id&)>(&kvt_modelWithJSON)>("kvt_modelWithJSON:");
-  object.classMethod<static_cast<id (*)(Class, const id&)>(&kvt_modelWithDictionary)>("kvt_modelWithDictionary:");
-  object.method<static_cast<bool (*)(const id&, const id&)>(&kvt_modelSetWithJSON)>("kvt_modelSetWithJSON:");
-  object.method<&kvt_modelSetWithDictionary>("kvt_modelSetWithDictionary:");
-  object.method<&kvt_modelSetWithModel>("kvt_modelSetWithModel:");
-  object.method<&kvt_modelToJSONObject>("kvt_modelToJSONObject");
-  object.method<&kvt_modelToJSONData>("kvt_modelToJSONData");
-  object.method<&kvt_modelToJSONString>("kvt_modelToJSONString");
-  object.method<&kvt_modelDescription>("kvt_modelDescription");
-  object.registerClass();
-  ClassBuilder<id> array(classOf<NSArray>());
-  array.classMethod<static_cast<NSArray (*)(Class, const id&)>(&kvt_modelArrayWithClass_json)>(
-      "kvt_modelArrayWithClass:json:");
-  array.classMethod<&kvt_modelArrayWithClass_array>("kvt_modelArrayWithClass:array:");
-  array.registerClass();
-  ClassBuilder<id> dictionary(classOf<NSDictionary>());
-  dictionary.classMethod<static_cast<NSDictionary (*)(Class, const id&)>(&kvt_modelDictionaryWithClass_json)>(
-      "kvt_modelDictionaryWithClass:json:");
-  dictionary.classMethod<&kvt_modelDictionaryWithClass_dictionary>("kvt_modelDictionaryWithClass:dictionary:");
-  return dictionary.registerClass();
-}();
+// What a message, an invocation and the method list see of this family.
+[[maybe_unused]] static const bool registered =
+    addCategory<NSObject>([](ClassBuilder<NSObject>& c) {
+      c.classMethod<&_kvt_dictionaryWithJSON>("_kvt_dictionaryWithJSON:");
+      c.classMethod<static_cast<id (*)(Class, const id&)>(&kvt_modelWithJSON)>("kvt_modelWithJSON:");
+      c.classMethod<static_cast<id (*)(Class, const id&)>(&kvt_modelWithDictionary)>("kvt_modelWithDictionary:");
+      c.method<static_cast<bool (*)(const id&, const id&)>(&kvt_modelSetWithJSON)>("kvt_modelSetWithJSON:");
+      c.method<&kvt_modelSetWithDictionary>("kvt_modelSetWithDictionary:");
+      c.method<&kvt_modelSetWithModel>("kvt_modelSetWithModel:");
+      c.method<&kvt_modelToJSONObject>("kvt_modelToJSONObject");
+      c.method<&kvt_modelToJSONData>("kvt_modelToJSONData");
+      c.method<&kvt_modelToJSONString>("kvt_modelToJSONString");
+      c.method<&kvt_modelDescription>("kvt_modelDescription");
+    }) &&
+    addCategory<NSArray>([](ClassBuilder<NSArray>& c) {
+      c.classMethod<static_cast<NSArray (*)(Class, const id&)>(&kvt_modelArrayWithClass_json)>(
+          "kvt_modelArrayWithClass:json:");
+      c.classMethod<&kvt_modelArrayWithClass_array>("kvt_modelArrayWithClass:array:");
+    }) &&
+    addCategory<NSDictionary>([](ClassBuilder<NSDictionary>& c) {
+      c.classMethod<static_cast<NSDictionary (*)(Class, const id&)>(&kvt_modelDictionaryWithClass_json)>(
+          "kvt_modelDictionaryWithClass:json:");
+      c.classMethod<&kvt_modelDictionaryWithClass_dictionary>("kvt_modelDictionaryWithClass:dictionary:");
+    });
 
 }  // namespace kvt
