@@ -5,7 +5,6 @@
 #include <utility>
 
 #include <KVTPlatform/Values/CollectionSupport.h>
-#include <KVTPlatform/Values/NSNull.h>
 #include <KVTPlatform/Values/NSNumberBody.h>
 #include <KVTPlatform/Values/NSStringBody.h>
 #include <KVTPlatform/Values/NSValue.h>
@@ -188,7 +187,7 @@ bool copyField(const Field& field, const char* from, char* to) {
 }  // namespace
 
 id kvt_modelCopy(const id& model) {
-  if (!model || model.is<NSNull>()) return model;
+  if (!model) return {};
   const FieldsInUse fields(model.object());
   if (fields.isValue()) return model.copy();
   id copy(adopt, class_createInstance(model.class_()));

@@ -3,9 +3,13 @@
 #include <KVTPlatform/Values/NSMutableString.h>
 
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <random>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "ModelValueTest.h"
 
@@ -45,6 +49,29 @@ TEST(ModelValue, AccessorsThatAreReplacedMeanwhile) {
   EXPECT_EQ(kvt_modelHash(model), 5 ^ NSString("own").hash());
   ValueMeddler::meddles = true;
   EXPECT_EQ(kvt_modelHash(model), 5 ^ NSString("replaced").hash());
+}
+
+/// Replaces its setter while it is made.
+class ValueBorn : public NSObject {
+ public:
+  static inline bool meddles = false;
+  int number = 0;
+  ValueBorn() {
+    if (!std::exchange(meddles, false)) return;
+    method_setImplementation(class_getInstanceMethod(objc_getClass("ValueBorn"), "setNumber:"),
+                             reinterpret_cast<IMP>(+[](Object* self, SEL, int value) {
+                               static_cast<ValueBorn*>(self)->number = value * 2;
+                             }));
+  }
+  KVT_MODEL(ValueBorn, number)
+};
+
+TEST(ModelValue, ASetterThatIsReplacedByTheConstructor) {
+  auto model = make<ValueBorn>();
+  model->number = 4;
+  EXPECT_EQ(kvt_modelCopy(model)->number, 4);
+  ValueBorn::meddles = true;
+  EXPECT_EQ(kvt_modelCopy(model)->number, 8);
 }
 
 /// A class of random properties without a C++ type.
@@ -189,6 +216,30 @@ TEST(ModelValue, ShortWayAgainstDescribedWayOfATypedClass) {
     ASSERT_EQ(copy->selector, set->selector);
     ASSERT_EQ(copy->pointer, set->pointer);
   }
+}
+
+TEST(ModelValueThreads, ThreadsCopyHashAndCompare) {
+  auto model = make<ValueEveryType>();
+  model->text = "text";
+  model->aDouble = 1.5;
+  model->weak = make<ValuePlain>();  // gone at once
+  const std::uint64_t expected = kvt_modelHash(model);
+  // An accessor that is replaced by itself changes nothing, but makes everybody look again.
+  const Method getter = class_getInstanceMethod(classOf<ValueEveryType>(), "text");
+  std::atomic<int> mistakes = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < 500; ++round) {
+        if (i == 0) method_setImplementation(getter, method_getImplementation(getter));
+        const auto copy = kvt_modelCopy(model);
+        mistakes += kvt_modelHash(copy) != expected;
+        mistakes += !kvt_modelIsEqual(model, copy);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(mistakes, 0);
 }
 
 }  // namespace

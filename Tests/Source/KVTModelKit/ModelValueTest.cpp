@@ -509,6 +509,11 @@ TEST(ModelValue, ModelsThatContainThemselves) {
   EXPECT_EQ(kvt_modelHash(a), kvt_modelHash(b));
   EXPECT_TRUE(kvt_modelIsEqual(a, b));
   EXPECT_FALSE(kvt_modelIsEqual(a, c));
+  const auto of = [](const char* title) { return NSString(title).hash() ^ NSNumber(0.0).hash(); };
+  EXPECT_EQ(kvt_modelHash(a), NSNumber(0.0).hash() ^ of("last")) << "each counts once";
+  a->next->next = a->next;
+  EXPECT_EQ(kvt_modelHash(a->next), of("last"));
+  a->next->next = a;
   const auto copy = kvt_modelCopy(a);
   EXPECT_TRUE(isIdentical(copy->next, a->next));
   for (const auto& each : {a, b, c}) breakChain(each);
