@@ -17,10 +17,6 @@ namespace {
 const SEL kBoolValue = "boolValue";
 const SEL kCompare = "compare:";
 
-bool boolOf(const id& value, bool defaultValue) {
-  return value.respondsToSelector(kBoolValue) ? objc_msgSend<bool>(value, kBoolValue) : defaultValue;
-}
-
 NSArray sortedKeys(const NSArray& keys) {
   try {
     return keys.sortedArrayUsingSelector(kCompare);
@@ -37,31 +33,10 @@ NSString encoded(const NSString& text) {
 
 }  // namespace
 
-id kvt_safeObjectForKey(const NSDictionary& dictionary, const id& key) {
-  if (key.is<NSNull>()) return {};
-  id value = dictionary.objectForKey(key);
-  return value.is<NSNull>() ? id() : value;
-}
+id detail::unlessNull(id object) { return object.is<NSNull>() ? id() : object; }
 
-id kvt_safeObjectForKey(const NSDictionary& dictionary, std::string_view key) {
-  id value = dictionary.objectForKey(key);
-  return value.is<NSNull>() ? id() : value;
-}
-
-bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, const id& key, bool defaultValue) {
-  return dictionary && boolOf(dictionary.objectForKey(key), defaultValue);
-}
-
-bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, std::string_view key, bool defaultValue) {
-  return dictionary && boolOf(dictionary.objectForKey(key), defaultValue);
-}
-
-bool kvt_boolForKey(const NSDictionary& dictionary, const id& key) {
-  return kvt_boolForKey_defaultValue(dictionary, key, false);
-}
-
-bool kvt_boolForKey(const NSDictionary& dictionary, std::string_view key) {
-  return kvt_boolForKey_defaultValue(dictionary, key, false);
+bool detail::boolOr(const id& value, bool defaultValue) {
+  return value.respondsToSelector(kBoolValue) ? objc_msgSend<bool>(value, kBoolValue) : defaultValue;
 }
 
 id kvt_dictionaryWithJsonContentFile(const NSString& name) {
@@ -95,14 +70,10 @@ NSString kvt_URLQueryString(const NSDictionary& dictionary) {
 
 namespace {
 
-using ObjectForKey = id (*)(const NSDictionary&, const id&);
-using BoolForKey = bool (*)(const NSDictionary&, const id&);
-using BoolForKeyOr = bool (*)(const NSDictionary&, const id&, bool);
-
 [[maybe_unused]] const bool registered = addCategory<NSDictionary>([](ClassBuilder<NSDictionary>& c) {
-  c.method<static_cast<ObjectForKey>(&kvt_safeObjectForKey)>("kvt_safeObjectForKey:");
-  c.method<static_cast<BoolForKey>(&kvt_boolForKey)>("kvt_boolForKey:");
-  c.method<static_cast<BoolForKeyOr>(&kvt_boolForKey_defaultValue)>("kvt_boolForKey:defaultValue:");
+  c.method<&kvt_safeObjectForKey<id>>("kvt_safeObjectForKey:");
+  c.method<&kvt_boolForKey<id>>("kvt_boolForKey:");
+  c.method<&kvt_boolForKey_defaultValue<id>>("kvt_boolForKey:defaultValue:");
   c.classMethod<&kvt_dictionaryWithJsonContentFile>("kvt_dictionaryWithJsonContentFile:");
   c.method<&kvt_URLQueryString>("kvt_URLQueryString");
   c.method<&kvt_URLQueryStringWithSortedKeys>("kvt_URLQueryStringWithSortedKeys:");

@@ -8,32 +8,41 @@
 // A nil dictionary gives nil and NO. Nothing here raises. Thread rule: as for the dictionary.
 #pragma once
 
-#include <string_view>
+#include <concepts>
 
 #include <KVTFoundation/Category/SharedOperations.h>
 #include <KVTPlatform/Values/NSDictionary.h>
 
 namespace kvt {
 
-/// The value; nil for NSNull, as value and as key. By text no string is made of it.
-KVT_EXPORT id kvt_safeObjectForKey(const NSDictionary& dictionary, const id& key);
-KVT_EXPORT id kvt_safeObjectForKey(const NSDictionary& dictionary, std::string_view key);
-inline id kvt_safeObjectForKey(const NSDictionary& dictionary, const char* key) {
-  return key != nullptr ? kvt_safeObjectForKey(dictionary, std::string_view(key)) : id();
+namespace detail {
+/// nil for NSNull.
+KVT_EXPORT id unlessNull(id object);
+/// The value's `boolValue`; `defaultValue` when it has none.
+KVT_EXPORT bool boolOr(const id& value, bool defaultValue);
+}  // namespace detail
+
+// Keys are whatever `objectForKey` takes: objects, numbers, and text, of which no string is made.
+
+/// The value; nil for NSNull, as value and as key.
+template <class Key>
+id kvt_safeObjectForKey(const NSDictionary& dictionary, const Key& key) {
+  if constexpr (std::derived_from<Key, id>) {
+    return detail::unlessNull(dictionary.objectForKey(detail::unlessNull(key)));
+  } else {
+    return detail::unlessNull(dictionary.objectForKey(key));
+  }
 }
 
 /// What the value answers to `boolValue`, as numbers and text do (of text: a leading Y, y, T, t or digit other than
 /// 0); `defaultValue` for every other value and where there is none.
-KVT_EXPORT bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, const id& key, bool defaultValue);
-KVT_EXPORT bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, std::string_view key, bool defaultValue);
-inline bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, const char* key, bool defaultValue) {
-  return key != nullptr ? kvt_boolForKey_defaultValue(dictionary, std::string_view(key), defaultValue)
-                        : kvt_boolForKey_defaultValue(dictionary, id(), defaultValue);
+template <class Key>
+bool kvt_boolForKey_defaultValue(const NSDictionary& dictionary, const Key& key, bool defaultValue) {
+  return dictionary && detail::boolOr(dictionary.objectForKey(key), defaultValue);
 }
 /// The same with NO.
-KVT_EXPORT bool kvt_boolForKey(const NSDictionary& dictionary, const id& key);
-KVT_EXPORT bool kvt_boolForKey(const NSDictionary& dictionary, std::string_view key);
-inline bool kvt_boolForKey(const NSDictionary& dictionary, const char* key) {
+template <class Key>
+bool kvt_boolForKey(const NSDictionary& dictionary, const Key& key) {
   return kvt_boolForKey_defaultValue(dictionary, key, false);
 }
 

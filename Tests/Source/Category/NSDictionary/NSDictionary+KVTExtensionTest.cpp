@@ -53,6 +53,11 @@ TEST(NSDictionaryKVTExtension, SafeObjectForKey) {
   }
   EXPECT_FALSE(kvt_safeObjectForKey(dictionary, nullptr));
   EXPECT_FALSE(kvt_safeObjectForKey(nullptr, "text"));
+  EXPECT_EQ(kvt_safeObjectForKey(dictionary, 7), NSString("seven"));
+  EXPECT_FALSE(kvt_safeObjectForKey(dictionary, 0)) << "a number, no null pointer";
+  EXPECT_EQ(kvt_safeObjectForKey(NSDictionary{{0, "zero"}}, 0), NSString("zero"));
+  EXPECT_EQ(kvt_safeObjectForKey(dictionary, std::string("text")), NSString("x"));
+  EXPECT_FALSE(kvt_safeObjectForKey(dictionary, null));
 }
 
 class ExtensionTruth : public NSObject {
@@ -117,6 +122,8 @@ TEST(NSDictionaryKVTExtension, BoolForKey) {
   EXPECT_FALSE(kvt_boolForKey_defaultValue(NSDictionary(), id(), true));
   EXPECT_FALSE(kvt_boolForKey(NSDictionary(), "k"));
   EXPECT_TRUE(kvt_boolForKey(NSDictionary{{7, true}}, NSNumber(7)));
+  EXPECT_TRUE(kvt_boolForKey(NSDictionary{{7, true}}, 7));
+  EXPECT_TRUE(kvt_boolForKey_defaultValue(NSDictionary{{null, "no"}, {1, true}}, 1, false));
 }
 
 // ---- query strings -------------------------------------------------------------------------------------------------
