@@ -54,7 +54,6 @@ struct Pool {
     } else {
       page = cut();
     }
-    if (page != nullptr) ++taken;
     return page;
   }
 
@@ -95,6 +94,7 @@ struct Pool {
     }
     Page* page = region.pages + (unused - region.begin) / kPageSize;
     unused += kPageSize;
+    ++taken;
     return page;
   }
 

@@ -31,7 +31,7 @@
 namespace kvt::memory {
 
 inline constexpr std::size_t kGrain = 16;
-inline constexpr std::size_t kLargestBlock = 512;
+inline constexpr std::size_t kLargestBlock = 1024;
 inline constexpr std::size_t kPageSize = 64 * 1024;
 inline constexpr std::size_t kSizes = kLargestBlock / kGrain + 1;
 
@@ -139,7 +139,7 @@ inline void* allocate(Heap* heap, std::size_t size) { return allocateBlock(heap,
 inline void deallocate(void* memory) noexcept { deallocateBlock(memory); }
 #endif
 
-/// Pages that were taken from the pool so far, by all threads: what counts as an allocation from the system.
+/// Pages that were taken from the system so far, by all threads. They are used again and never given back.
 KVT_EXPORT std::size_t pagesTaken() noexcept;
 
 }  // namespace kvt::memory

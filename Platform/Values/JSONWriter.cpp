@@ -30,20 +30,6 @@ constexpr std::array<char, 128> kEscapes = [] {
 constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
 constexpr std::size_t kEscapeSize = 6;  // \u00xx
 
-inline char* appendEscape(char* out, char c) noexcept {
-  static constexpr char kHex[] = "0123456789abcdef";
-  const char letter = kEscapes[static_cast<unsigned char>(c)];
-  *out++ = '\\';
-  *out++ = letter;
-  if (letter == 'u') {
-    *out++ = '0';
-    *out++ = '0';
-    *out++ = kHex[c >> 4];
-    *out++ = kHex[c & 15];
-  }
-  return out;
-}
-
 }  // namespace
 
 JSONWriter::JSONWriter(std::size_t expectedSize, Slashes slashes) : slashes_(slashes) {
@@ -64,7 +50,7 @@ std::unique_ptr<char, JSONWriter::Free> JSONWriter::detach(std::size_t& capacity
   char* bytes = begin_;
   capacity = static_cast<std::size_t>(end_ - begin_);
   const std::size_t used = size();
-  if (used != 0 && capacity - used > used / 4) {
+  if (used != 0 && capacity - used > used / 4 + 256) {
     if (void* exact = std::realloc(bytes, used)) {
       bytes = static_cast<char*>(exact);
       capacity = used;
@@ -82,9 +68,9 @@ void JSONWriter::string(std::string_view utf8) {
 void JSONWriter::stringRest(std::string_view utf8) {
   const char* p = utf8.data();
   const char* const end = p + utf8.size();
-  // Room for all of it without escapes; every escape asks for what is left anew. Blocks are stored whole.
+  // Room for all of it where no escape is longer than two characters; one that is asks anew. Blocks are stored whole.
   constexpr std::size_t kRoom = 2 + kBlock + kEscapeSize;
-  reserve(utf8.size() + kRoom);
+  reserve(2 * utf8.size() + kRoom);
   const unsigned slashes = slashes_ == kEscapeSlashes ? UINT_MAX : 0;
   char* out = p_;
   while (p != end) {
@@ -97,10 +83,20 @@ void JSONWriter::stringRest(std::string_view utf8) {
     p += plain;
     out += plain;
     if (plain == static_cast<int>(count)) continue;
-    out = appendEscape(out, *p++);
-    p_ = out;
-    reserve(static_cast<std::size_t>(end - p) + kRoom);
-    out = p_;
+    const char letter = kEscapes[static_cast<unsigned char>(*p)];
+    out[0] = '\\';
+    out[1] = letter;
+    out += 2;
+    if (letter == 'u') [[unlikely]] {
+      static constexpr char kHex[] = "0123456789abcdef";
+      out[0] = out[1] = '0';
+      out[2] = kHex[*p >> 4];
+      out[3] = kHex[*p & 15];
+      p_ = out + 4;
+      reserve(2 * static_cast<std::size_t>(end - p) + kRoom);
+      out = p_;
+    }
+    ++p;
   }
   *out++ = '"';
   p_ = out;

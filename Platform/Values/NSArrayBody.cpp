@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include <KVTPlatform/Runtime/ObjectMemory.h>
 #include <KVTPlatform/Runtime/Raise.h>
 
 #include "CollectionSupport.h"
@@ -22,8 +23,13 @@ id* allocate(std::size_t count) { return static_cast<id*>(Object::operator new(c
 
 }  // namespace
 
+static Class classOfArray(ValueKind kind) {
+  static const Class classes[] = {classOf<NSArray>(), classOf<NSMutableArray>()};
+  return classes[kind == kArrayKind ? 0 : 1];
+}
+
 ArrayBody::ArrayBody(ValueKind kind, std::size_t room)
-    : Object(kind == kArrayKind ? classOf<NSArray>() : classOf<NSMutableArray>(), objectKind(kind)),
+    : Object(classOfArray(kind), objectKind(kind)),
       items(inlineStorage()),
       storage(items),
       capacity(room) {
@@ -40,7 +46,7 @@ ArrayBody::~ArrayBody() {
 
 ArrayBody* ArrayBody::create(ValueKind kind, std::size_t capacity) {
   if (capacity > kMaximumCount) raiseTooLarge(capacity);
-  void* memory = Object::operator new(sizeof(ArrayBody) + capacity * sizeof(id));
+  void* memory = memory::allocate(sizeof(ArrayBody) + capacity * sizeof(id));
   return ::new (memory) ArrayBody(kind, capacity);
 }
 

@@ -18,6 +18,8 @@ namespace kvt::direct {
 namespace {
 
 constexpr int kDeepestModel = 256;
+/// For a key and any number, or the quotes of a text, in whole blocks.
+constexpr std::size_t kRoom = Entry::kTokenRoom + 64;
 
 class Writer {
  public:
@@ -93,7 +95,6 @@ class Writer {
 
   /// Room for the key, so many bytes more and a block; the key is there already, what it answers is behind it.
   [[gnu::always_inline]] char* key(const Entry& entry, std::size_t more) {
-    constexpr std::size_t kRoom = Entry::kTokenRoom + 64;
     char* out = out_.room(kRoom + more);
     const std::size_t size = entry.commaSize;
     for (std::size_t at = 0; at < size; at += 16) std::memcpy(out + at, entry.comma + at, 16);
@@ -256,28 +257,18 @@ class Writer {
 }  // namespace
 
 Outcome write(const id& object, JSONWriter& out) {
-  const PlanUse use;
-  Writer writer(out, use);
-  if (const ArrayBody* array = ArrayBody::of(object.object())) {
-    if (array->count == 0 || !writer.models(*array, nullptr)) return Outcome::kUnusual;
-    if (ClassPlan* plan = use.planFor(array->items[0].class_())) plan->sizeSeen = out.size() / array->count;
-    return Outcome::kDone;
-  }
-  if (!object || object.object()->kvtKind() != ObjectKind::kPlain) return Outcome::kUnusual;
-  ClassPlan* plan = use.planFor(object.class_());
-  if (plan == nullptr || !writer.model(*plan, object.object())) return Outcome::kUnusual;
-  plan->sizeSeen = out.size();
-  return Outcome::kDone;
-}
-
-std::size_t expectedSize(const id& object) {
   const ArrayBody* array = ArrayBody::of(object.object());
   const std::size_t count = array != nullptr ? array->count : 1;
-  const Object* one = array == nullptr ? object.object() : count != 0 ? array->items[0].object() : nullptr;
-  if (one == nullptr || one->kvtKind() != ObjectKind::kPlain) return 4096;
+  const Object* first = array == nullptr ? object.object() : count != 0 ? array->items[0].object() : nullptr;
+  if (first == nullptr || first->kvtKind() != ObjectKind::kPlain) return Outcome::kUnusual;
   const PlanUse use;
-  const ClassPlan* plan = use.planFor(object_getClass(one));
-  return plan != nullptr ? count * (plan->sizeSeen + plan->sizeSeen / 8) + 256 : 4096;
+  ClassPlan* plan = use.planFor(object_getClass(first));
+  if (plan == nullptr || !plan->writes) return Outcome::kUnusual;
+  out.room(count * (plan->sizeSeen + plan->sizeSeen / 8) + kRoom);
+  Writer writer(out, use);
+  if (!(array != nullptr ? writer.models(*array, plan) : writer.model(*plan, first))) return Outcome::kUnusual;
+  plan->sizeSeen = out.size() / count;
+  return Outcome::kDone;
 }
 
 }  // namespace kvt::direct

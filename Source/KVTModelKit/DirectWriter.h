@@ -12,7 +12,4 @@ namespace kvt::direct {
 /// Appends the text of a model, or of an array of models. kUnusual: what was appended is void, take the plain way.
 Outcome write(const id& object, JSONWriter& out);
 
-/// Bytes to make room for, learned from the last text of the object's class.
-std::size_t expectedSize(const id& object);
-
 }  // namespace kvt::direct

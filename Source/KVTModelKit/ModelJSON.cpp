@@ -208,7 +208,7 @@ bool writeDirectly(const id& object, JSONWriter& out) { return direct::write(obj
 }  // namespace
 
 NSData kvt_modelToJSONData(const id& object) {
-  JSONWriter out(direct::expectedSize(object));
+  JSONWriter out;
   if (writeDirectly(object, out)) return json::dataWithWriter(out);
   const id json = kvt_modelToJSONObject(object);
   // A hook may have put in what JSON cannot hold.
@@ -217,7 +217,7 @@ NSData kvt_modelToJSONData(const id& object) {
 }
 
 NSString kvt_modelToJSONString(const id& object) {
-  JSONWriter out(direct::expectedSize(object));
+  JSONWriter out;
   if (writeDirectly(object, out)) return NSString(out.text());
   const NSData data = kvt_modelToJSONData(object);
   if (data.length() == 0) return {};

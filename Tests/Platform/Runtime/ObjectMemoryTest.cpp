@@ -135,7 +135,7 @@ TEST(ObjectMemoryThreads, AThreadThatEndsLeavesItsBlocksValidAndItsPagesToOthers
     }).join();
   }
   // Fifty threads one after another use one heap; each of them alone would take a dozen pages.
-  EXPECT_LE(pagesTaken(), taken + 50 * 2);
+  EXPECT_LE(pagesTaken(), taken + 20);
 }
 
 TEST(ObjectMemoryThreads, BlocksWanderBetweenThreads) {
