@@ -362,23 +362,97 @@ struct JSONIgnore {
   void null() {}
 };
 
-/// A handler may know the next key: it then passes the key in quotes by itself, and `key` is not called.
+/// A handler may know the next key: it then says how long it is, quotes included, and hears of it no more. 0: it is
+/// another one, to be read.
 template <class Handler>
-concept ForeseesKeys = requires(Handler handler, JSONCursor& cursor) {
-  { handler.passForeseenKey(cursor) } -> std::same_as<bool>;
+concept ForeseesKeys = requires(Handler handler, const char* p) {
+  { handler.foreseenKey(p, p) } -> std::same_as<std::size_t>;
 };
 
+namespace json {
+
+/// Passes a string without escapes that does not end close to the end of the text. NO: it is another one, and nothing
+/// has happened.
+[[gnu::always_inline]] inline bool passString(const char*& p, const char* end, JSONText& text) noexcept {
+  const char* const start = p + 1;
+  const char* q = start;
+  unsigned notAscii = 0;
+  for (;;) {
+    if (end - q < 2 * Block::kSize) [[unlikely]]
+      return false;
+    const Block block(q);
+    const unsigned special = block.special();
+    const unsigned high = block.notAscii();
+    if (special != 0) {
+      notAscii |= high & (special ^ (special - 1));  // the bits up to the first special one
+      q += __builtin_ctz(special);
+      break;
+    }
+    notAscii |= high;
+    q += Block::kSize;
+  }
+  if (*q != '"') return false;
+  p = q + 1;
+  text.bytes = std::string_view(start, static_cast<std::size_t>(q - start));
+  text.ascii = notAscii == 0;
+  text.hadEscapes = false;
+  return true;
+}
+
+/// Passes a whole number of up to eighteen digits that does not end close to the end of the text; NO likewise.
+[[gnu::always_inline]] inline bool passInteger(const char*& p, const char* end, std::int64_t& number) noexcept {
+  if (end - p < 2 * Block::kSize) [[unlikely]]
+    return false;
+  const bool negative = *p == '-';
+  const char* const digits = p + (negative ? 1 : 0);
+  const char* q = digits;
+  std::uint64_t value = 0;
+  readDigits(q, q + 24, value);
+  const std::ptrdiff_t count = q - digits;
+  // The sign of a zero, a leading zero and all else is not for here.
+  if (count > 18 || count == 0 || (*digits == '0' && (count > 1 || negative)) || *q == '.' || (*q | 0x20) == 'e')
+      [[unlikely]] {
+    return false;
+  }
+  p = q;
+  number = negative ? -static_cast<std::int64_t>(value) : static_cast<std::int64_t>(value);
+  return true;
+}
+
+}  // namespace json
+
 /// Walks one value, with which the text need not end. NO: the cursor has failed; the handler knows what came before.
+///
+/// The place in the text is kept in a register while nothing unusual comes; the cursor is told of it before it is asked
+/// for anything.
 template <class Handler>
 bool readJSONValue(JSONCursor& cursor, Handler& handler) {
   std::uint64_t isObject[kJSONMaximumDepth / 64] = {};
   const std::size_t outerDepth = cursor.depth();
+  if (cursor.failed()) return false;
   bool inObject = false;
   JSONText text;
   JSONNumber number;
+  const char* p = cursor.position();
+  const char* const end = p + cursor.remaining();
+
+  const auto peek = [&]() __attribute__((always_inline)) {
+    if (static_cast<unsigned char>(*p) > ' ') [[likely]]
+      return *p;
+    cursor.rewind(p);
+    const char c = cursor.peek();
+    p = cursor.position();
+    return c;
+  };
+  const auto fail = [&](JSONError error) {
+    cursor.rewind(p);
+    return cursor.fail(error);
+  };
   const auto enter = [&](bool object) {
+    cursor.rewind(p);
     if (!cursor.enter()) [[unlikely]]
       return false;
+    p = cursor.position();
     const std::size_t level = cursor.depth() - 1;
     const std::uint64_t bit = std::uint64_t{1} << (level % 64);
     std::uint64_t& word = isObject[level / 64];
@@ -386,26 +460,28 @@ bool readJSONValue(JSONCursor& cursor, Handler& handler) {
     inObject = object;
     return true;
   };
-  if (cursor.failed()) return false;
 
 value:
-  switch (cursor.peek()) {
+  switch (peek()) {
     case '"':
-      if (!cursor.readString(text)) [[unlikely]]
-        return false;
+      if (!json::passString(p, end, text)) [[unlikely]] {
+        cursor.rewind(p);
+        if (!cursor.readString(text)) return false;
+        p = cursor.position();
+      }
       handler.string(text);
       break;
     case '{':
       if (!enter(true)) [[unlikely]]
         return false;
       handler.startObject();
-      if (cursor.peek() == '}') goto close;
+      if (peek() == '}') goto close;
       goto key;
     case '[':
       if (!enter(false)) [[unlikely]]
         return false;
       handler.startArray();
-      if (cursor.peek() == ']') goto close;
+      if (peek() == ']') goto close;
       goto value;
     case '-':
     case '0':
@@ -417,9 +493,16 @@ value:
     case '6':
     case '7':
     case '8':
-    case '9':
+    case '9': {
+      std::int64_t integer = 0;
+      if (json::passInteger(p, end, integer)) [[likely]] {
+        handler.integer(integer);
+        break;
+      }
+      cursor.rewind(p);
       if (!cursor.readNumber(number)) [[unlikely]]
         return false;
+      p = cursor.position();
       switch (number.kind) {
         case JSONNumber::Kind::kInteger: handler.integer(number.integer); break;
         case JSONNumber::Kind::kUnsigned: handler.unsignedInteger(number.unsignedInteger); break;
@@ -427,58 +510,77 @@ value:
         case JSONNumber::Kind::kDecimal: handler.decimal(number.decimal); break;
       }
       break;
+    }
     case 't':
+      cursor.rewind(p);
       if (!cursor.readTrue()) [[unlikely]]
         return false;
+      p = cursor.position();
       handler.boolean(true);
       break;
     case 'f':
+      cursor.rewind(p);
       if (!cursor.readFalse()) [[unlikely]]
         return false;
+      p = cursor.position();
       handler.boolean(false);
       break;
     case 'n':
+      cursor.rewind(p);
       if (!cursor.readNull()) [[unlikely]]
         return false;
+      p = cursor.position();
       handler.null();
       break;
-    default: return cursor.fail(JSONError::kUnexpectedCharacter);
+    default: return fail(JSONError::kUnexpectedCharacter);
   }
 
 next:
-  if (cursor.depth() == outerDepth) return true;
-  if (inObject) {
-    switch (cursor.peek()) {
-      case ',': cursor.advance(1); goto key;
-      case '}': goto close;
-      default: return cursor.fail(JSONError::kBadObject);
-    }
+  if (cursor.depth() == outerDepth) {
+    cursor.rewind(p);
+    return true;
   }
-  switch (cursor.peek()) {
-    case ',': cursor.advance(1); goto value;
-    case ']': goto close;
-    default: return cursor.fail(JSONError::kBadArray);
+  switch (peek()) {
+    case ',':
+      ++p;
+      if (inObject) goto key;
+      goto value;
+    case '}':
+      if (inObject) goto close;
+      break;
+    case ']':
+      if (!inObject) goto close;
+      break;
+    default: break;
   }
+  return fail(inObject ? JSONError::kBadObject : JSONError::kBadArray);
 
 key:
-  if (cursor.peek() != '"') [[unlikely]]
-    return cursor.fail(JSONError::kKeyExpected);
+  if (peek() != '"') [[unlikely]]
+    return fail(JSONError::kKeyExpected);
   {
-    bool isPassed = false;
-    if constexpr (ForeseesKeys<Handler>) isPassed = handler.passForeseenKey(cursor);
-    if (!isPassed) {
-      if (!cursor.readString(text)) [[unlikely]]
-        return false;
+    std::size_t passed = 0;
+    if constexpr (ForeseesKeys<Handler>) passed = handler.foreseenKey(p, end);
+    if (passed != 0) [[likely]] {
+      p += passed;
+    } else {
+      if (!json::passString(p, end, text)) [[unlikely]] {
+        cursor.rewind(p);
+        if (!cursor.readString(text)) return false;
+        p = cursor.position();
+      }
       handler.key(text);
     }
   }
-  if (cursor.peek() != ':') [[unlikely]]
-    return cursor.fail(JSONError::kColonExpected);
-  cursor.advance(1);
+  if (peek() != ':') [[unlikely]]
+    return fail(JSONError::kColonExpected);
+  ++p;
   goto value;
 
 close:
+  cursor.rewind(p);
   cursor.leave();
+  p = cursor.position();
   if (inObject)
     handler.endObject();
   else

@@ -287,13 +287,11 @@ class TreeBuilder {
     close(object);
   }
 
-  bool passForeseenKey(JSONCursor& cursor) {
+  std::size_t foreseenKey(const char* p, const char* end) {
     SharedKey* const key = *frame_->foreseen;
-    if (key == nullptr || cursor.remaining() < SharedKey::kMaximumSize || !key->standsAt(cursor.position()))
-      return false;
-    cursor.advance(key->size);
+    if (key == nullptr || static_cast<std::size_t>(end - p) < SharedKey::kMaximumSize || !key->standsAt(p)) return 0;
     add(*key);
-    return true;
+    return key->size;
   }
   void key(const JSONText& text) {
     // A token with an escape in it would foresee another text than its own.
