@@ -21,6 +21,8 @@ die() {
 # ./run and ./test share one build directory, so what configures it is the same for both.
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libicu-dev libffi-dev libsimdjson-dev libboost1.81-dev libgtest-dev)
 readonly TEST_PACKAGES=(python3)
+# Google Benchmark and the peers.
+readonly BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev libboost-json1.81-dev qt6-base-dev librttr-dev python3)
 # Installed along with what is missing, but never a reason to call apt-get: everything works without them.
 readonly HANDY_PACKAGES=(ccache)
 

@@ -1,0 +1,187 @@
+#include "Harness.h"
+
+#include <dlfcn.h>
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "CountAllocations.h"
+
+namespace bench {
+namespace {
+
+struct Registered {
+  std::string who;
+  std::string workload;
+  std::function<void(Suite&)> prepare;
+};
+
+struct Operation {
+  std::string who;
+  std::string kind;
+  int parts;
+  std::function<void()> once;
+};
+
+std::vector<Registered>& suites() {
+  static std::vector<Registered> all;
+  return all;
+}
+
+std::vector<Operation>& operations() {
+  static std::vector<Operation> all;
+  return all;
+}
+
+/// Blocks that our library hands out from a store of its own: it says so by this name, once it has one.
+using BlockCount = long (*)();
+
+int countAllocations() {
+  const auto* stat = static_cast<const AllocationCount*>(dlsym(RTLD_DEFAULT, "kvt_bench_allocations"));
+  const auto restartPeak = reinterpret_cast<void (*)()>(dlsym(RTLD_DEFAULT, "kvt_bench_restart_peak"));
+  const auto ownBlocks = reinterpret_cast<BlockCount>(dlsym(RTLD_DEFAULT, "kvt_allocatedBlockCount"));
+  if (stat == nullptr || restartPeak == nullptr) {
+    std::fprintf(stderr, "--allocations needs the counting library in LD_PRELOAD\n");
+    return 1;
+  }
+  if (ownBlocks == nullptr && dlsym(RTLD_DEFAULT, "mi_malloc") != nullptr) {
+    std::fprintf(stderr, "blocks of mimalloc are not seen here, and the library does not count them\n");
+    return 1;
+  }
+  const auto blocksSoFar = [=] { return stat->blocks + (ownBlocks != nullptr ? ownBlocks() : 0); };
+  const char* separator = "[";
+  for (const Operation& each : operations()) {
+    // What a first operation sets up for good is no part of the cost of one.
+    each.once();
+    each.once();
+    restartPeak();
+    const long blocks = blocksSoFar();
+    const long live = stat->live;
+    each.once();
+    std::printf("%s{\"who\": \"%s\", \"kind\": \"%s\", \"blocks\": %.3f, \"peak\": %ld}", separator, each.who.c_str(),
+                each.kind.c_str(), static_cast<double>(blocksSoFar() - blocks) / each.parts, stat->peak - live);
+    separator = ",\n ";
+  }
+  std::printf("]\n");
+  return 0;
+}
+
+/// A line of /proc/self/status, in bytes.
+long memoryOf(std::string_view name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name)) return std::strtol(line.c_str() + name.size() + 1, nullptr, 10) * 1024;
+  }
+  return 0;
+}
+
+/// Prints the most memory that the first operation of this process takes beyond what was there before, and ends the
+/// process. The kernel's count of resident pages knows no allocator; pages of program files that the operation is the
+/// first to touch are taken away again.
+[[noreturn]] void measurePeak(const std::function<void()>& operation) {
+  malloc_trim(0);
+  std::ofstream("/proc/self/clear_refs") << 5;  // the peak starts anew
+  const long before = memoryOf("VmRSS");
+  const long files = memoryOf("RssFile");
+  if (memoryOf("VmHWM") > before + (1 << 20)) {
+    std::fprintf(stderr, "the peak of resident memory cannot be restarted here\n");
+    std::exit(1);
+  }
+  operation();
+  std::printf("%ld\n", memoryOf("VmHWM") - before - (memoryOf("RssFile") - files));
+  std::fflush(stdout);
+  std::_Exit(0);
+}
+
+/// `who/kind` of the operation whose peak is asked for.
+std::string& peakWanted() {
+  static std::string name;
+  return name;
+}
+
+}  // namespace
+
+std::string data(const std::string& name) {
+  const std::string path = std::string(KVT_BENCH_DATA) + "/" + name;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    std::fprintf(stderr, "missing: %s\n", path.c_str());
+    std::exit(1);
+  }
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Suite::digest(std::uint64_t value, const std::string& what) const {
+  char text[24];
+  std::snprintf(text, sizeof text, "0x%016llx", static_cast<unsigned long long>(value));
+  benchmark::AddCustomContext("digest/" + who_ + "/" + workload_ + "/" + what, text);
+}
+
+void Suite::fail(const std::string& reason) const {
+  std::fprintf(stderr, "%s, %s: %s\n", who_.c_str(), workload_.c_str(), reason.c_str());
+  std::exit(1);
+}
+
+benchmark::internal::Benchmark* Suite::add(const std::string& kind, int parts, std::function<void()> once,
+                                           std::function<void(benchmark::State&)> timed) {
+  if (peakWanted() == who_ + "/" + kind) measurePeak(once);
+  operations().push_back({who_, kind, parts, std::move(once)});
+  const std::string name = who_ + "/" + workload_ + "/" + kind;
+  return benchmark::RegisterBenchmark(name.c_str(), [parts, timed = std::move(timed)](benchmark::State& state) {
+    timed(state);
+    if (parts != 1) state.counters["parts"] = parts;
+  });
+}
+
+bool suite(const std::string& who, const std::string& workload, std::function<void(Suite&)> prepare) {
+  suites().push_back({who, workload, std::move(prepare)});
+  return true;
+}
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+  std::string workload;
+  bool list = false, allocations = false;
+  std::vector<char*> others{argv[0]};
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (argument == "--list") {
+      list = true;
+    } else if (argument == "--allocations") {
+      allocations = true;
+    } else if (argument.starts_with("--workload=")) {
+      workload = argument.substr(11);
+    } else if (argument.starts_with("--peak=")) {
+      bench::peakWanted() = argument.substr(7);
+    } else {
+      others.push_back(argv[i]);
+    }
+  }
+  if (list) {
+    for (const auto& each : bench::suites()) std::printf("%s/%s\n", each.who.c_str(), each.workload.c_str());
+    return 0;
+  }
+  for (const auto& each : bench::suites()) {
+    if (!workload.empty() && each.workload != workload) continue;
+    if (!bench::peakWanted().empty() && !bench::peakWanted().starts_with(each.who + "/")) continue;
+    bench::Suite suite(each.who, each.workload);
+    each.prepare(suite);
+  }
+  if (allocations) return bench::countAllocations();
+  if (!bench::peakWanted().empty()) {
+    std::fprintf(stderr, "there is no %s\n", bench::peakWanted().c_str());
+    return 1;
+  }
+  int count = static_cast<int>(others.size());
+  benchmark::Initialize(&count, others.data());
+  if (benchmark::ReportUnrecognizedArguments(count, others.data())) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
