@@ -69,7 +69,7 @@ T read(od::parser& parser, const simdjson::padded_string& text) {
 
 template <Way kWay, class T>
 void registerWorkload(std::string_view workload) {
-  bench::suite("simdjson", std::string(workload), [workload](bench::Suite& suite) {
+  bench::suite(KVT_BENCH_PEER, std::string(workload), [workload](bench::Suite& suite) {
     const auto parser = std::make_shared<od::parser>();
     const auto texts = std::make_shared<std::vector<simdjson::padded_string>>();
     const bench::Texts source = bench::textsOf(workload);
@@ -106,7 +106,8 @@ bool registerThreads(const std::string& who, int threads) {
   });
 }
 
-const bool threadsRegistered = registerThreads("simdjson", 8) && registerThreads("one-thread", 1);
+const bool threadsRegistered = std::string_view(KVT_BENCH_PEER) == "simdjson" && registerThreads("simdjson", 8) &&
+                               registerThreads("one-thread", 1);
 
 }  // namespace
 }  // namespace peers

@@ -28,7 +28,8 @@ PEAK_GOAL = 3.0
 
 # In the order of tables and charts.
 NAMES = {
-    OURS: "KVTFoundation", "simdjson": "simdjson, mapped by hand", "simdjson-dom": "simdjson's tree",
+    OURS: "KVTFoundation", "simdjson": "simdjson, mapped by hand",
+    "simdjson-native": "simdjson, for this processor", "simdjson-dom": "simdjson's tree",
     "rapidjson": "RapidJSON", "boost-json": "Boost.JSON", "nlohmann": "nlohmann", "rttr": "RTTR", "qt": "Qt 6",
     "by-hand": "structs, by hand", "memcpy": "copying the text",
 }

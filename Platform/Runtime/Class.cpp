@@ -13,6 +13,7 @@ namespace {
 struct Registry {
   std::unordered_map<std::string_view, Class> classByName;
   std::vector<Class> classes;
+  std::vector<Class> disposed;  // descriptions of them may be cached anywhere, so their bodies stay
   std::unordered_map<std::string_view, Protocol> protocolByName;
   std::deque<ProtocolBody> protocols;
 };
@@ -312,8 +313,8 @@ void objc_disposeClassPair(Class cls) {
     std::erase(shared.classes, cls);
   }
   cls.body()->registered = false;
+  shared.disposed.push_back(cls);
   lock.unlock();
-  // The bodies stay: descriptions of the class may be cached anywhere.
   raiseGeneration();
 }
 

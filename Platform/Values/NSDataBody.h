@@ -13,7 +13,7 @@
 
 namespace kvt {
 
-struct DataBody final : Object {
+struct KVT_EXPORT DataBody final : Object {
   /// `length` uninitialised bytes. Raises NSMallocException when there is no memory for them.
   static DataBody* create(ValueKind kind, std::size_t length);
   static DataBody* create(ValueKind kind, const void* bytes, std::size_t length);
