@@ -150,7 +150,10 @@ void unlink(Page*& list, Page* page) noexcept {
   page->next->previous = page->previous;
 }
 
+std::atomic<std::size_t> preparations{0};
+
 void prepare(Page* page, Heap* heap, std::size_t grains) noexcept {
+  preparations.fetch_add(1, std::memory_order_relaxed);
   ::new (static_cast<void*>(page)) Page{};
   page->heap = heap;
   page->size = static_cast<std::uint16_t>(grains);
@@ -343,6 +346,8 @@ void leaveToOwner(Page* page, Block* block) noexcept {
 #ifdef KVT_SANITIZED
 void* allocate(std::size_t size) { return allocateByMalloc(size); }
 #endif
+
+std::size_t pagesPrepared() noexcept { return preparations.load(std::memory_order_relaxed); }
 
 std::size_t pagesTaken() noexcept {
   const std::lock_guard lock(pool().mutex);

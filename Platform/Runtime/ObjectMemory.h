@@ -141,5 +141,7 @@ inline void deallocate(void* memory) noexcept { deallocateBlock(memory); }
 
 /// Pages that were taken from the system so far, by all threads. They are used again and never given back.
 KVT_EXPORT std::size_t pagesTaken() noexcept;
+/// How often a heap has taken a page for blocks of some size: what it does in the place of calls to malloc.
+KVT_EXPORT std::size_t pagesPrepared() noexcept;
 
 }  // namespace kvt::memory

@@ -290,6 +290,7 @@ class Reader {
       case Kind::kUInt32: return passInteger<std::uint32_t>(p, member);
       case Kind::kInt64:
       case Kind::kUInt64: return passInteger<std::uint64_t>(p, member);
+      case Kind::kDouble: return passReal(p, member);
       case Kind::kBool: {
         const bool value = std::memcmp(p, "true", 4) == 0;
         if (!value && std::memcmp(p, "false", 5) != 0) return false;
@@ -345,6 +346,30 @@ class Reader {
     }
     p = q;
     const auto result = static_cast<T>(negative ? 0 - value : value);
+    std::memcpy(member, &result, sizeof result);
+    return true;
+  }
+
+  /// Numbers of few digits and decimals: both are exact as doubles, so that one division rounds right.
+  static bool passReal(const char*& p, char* member) {
+    constexpr std::ptrdiff_t kMostDigits = 15;
+    static constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                              1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    const bool negative = *p == '-';
+    const char* const limit = p + 2 * json::Block::kSize;
+    const char* const digits = p + (negative ? 1 : 0);
+    const char* q = digits;
+    std::uint64_t value = 0;
+    json::readDigits(q, limit, value);
+    const std::ptrdiff_t whole = q - digits;
+    if (whole == 0 || whole > kMostDigits || *q != '.' || (*digits == '0' && whole > 1)) return false;
+    const char* const decimals = ++q;
+    json::readDigits(q, limit, value);
+    const std::ptrdiff_t behind = q - decimals;
+    if (behind == 0 || whole + behind > kMostDigits || (*q | 0x20) == 'e') return false;
+    p = q;
+    const double magnitude = static_cast<double>(value) / kPowersOfTen[behind];
+    const double result = negative ? -magnitude : magnitude;
     std::memcpy(member, &result, sizeof result);
     return true;
   }
