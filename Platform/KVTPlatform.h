@@ -29,6 +29,7 @@
 #include <KVTPlatform/Values/NSArray.h>
 #include <KVTPlatform/Values/NSAttributedString.h>
 #include <KVTPlatform/Values/NSCharacterSet.h>
+#include <KVTPlatform/Values/NSCoder.h>
 #include <KVTPlatform/Values/NSData.h>
 #include <KVTPlatform/Values/NSDate.h>
 #include <KVTPlatform/Values/NSDateFormatter.h>
@@ -38,11 +39,15 @@
 #include <KVTPlatform/Values/NSError.h>
 #include <KVTPlatform/Values/NSException.h>
 #include <KVTPlatform/Values/NSJSONSerialization.h>
+#include <KVTPlatform/Values/NSKeyedArchiver.h>
+#include <KVTPlatform/Values/NSKeyedArchiverUID.h>
+#include <KVTPlatform/Values/NSKeyedUnarchiver.h>
 #include <KVTPlatform/Values/NSLocale.h>
 #include <KVTPlatform/Values/NSMutableString.h>
 #include <KVTPlatform/Values/NSNull.h>
 #include <KVTPlatform/Values/NSNumber.h>
 #include <KVTPlatform/Values/NSObject.h>
+#include <KVTPlatform/Values/NSPropertyListSerialization.h>
 #include <KVTPlatform/Values/NSSet.h>
 #include <KVTPlatform/Values/NSString.h>
 #include <KVTPlatform/Values/NSStringFormat.h>

@@ -23,5 +23,6 @@
 #include <KVTFoundation/KVTFoundationVersion.h>
 #include <KVTFoundation/KVTModelKit/KVTClassInfo.h>
 #include <KVTFoundation/KVTModelKit/KVTModel.h>
+#include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Coding.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Value.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel.h>

@@ -19,7 +19,7 @@ die() {
 # ---- packages -----------------------------------------------------------------------------------------------------------
 
 # ./run and ./test share one build directory, so what configures it is the same for both.
-readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libicu-dev libffi-dev libsimdjson-dev libboost1.81-dev libgtest-dev)
+readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libicu-dev libffi-dev libsimdjson-dev libpugixml-dev libboost1.81-dev libgtest-dev)
 readonly TEST_PACKAGES=(python3)
 # Google Benchmark and the peers.
 readonly BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev libboost-json1.81-dev qt6-base-dev librttr-dev python3)

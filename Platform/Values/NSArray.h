@@ -67,6 +67,8 @@ class KVT_EXPORT NSArray : public id {
   static NSArray arrayWithObjects_count(const id* objects, NSUInteger count);
   /// An immutable list of the same elements; empty for nil.
   static NSArray arrayWithArray(const NSArray& array);
+  /// The list in a property list file, binary or XML; nil when the file cannot be read or holds something else.
+  static NSArray arrayWithContentsOfFile(const NSString& path);
   /// Whatever a range-for loop can walk: handles, text or numbers. Raises NSInvalidArgumentException for a nil element.
   template <class Range>
   static NSArray arrayWithRange(const Range& range) {
@@ -156,6 +158,12 @@ class KVT_EXPORT NSArray : public id {
   /// Sets the value on each element.
   void setValue_forKey(const id& value, const NSString& key) const;
 
+  // ---- files ----
+
+  /// As an XML property list; atomically as `NSData::writeToFile_atomically`. NO when it holds what a property list
+  /// cannot.
+  bool writeToFile_atomically(const NSString& path, bool atomically) const;
+
   // ---- copies ----
 
   /// Immutable; an immutable list is its own copy.
@@ -196,6 +204,8 @@ class KVT_EXPORT NSMutableArray : public NSArray {
   }
   static NSMutableArray arrayWithObjects_count(const id* objects, NSUInteger count);
   static NSMutableArray arrayWithArray(const NSArray& array);
+  /// What it holds is mutable too.
+  static NSMutableArray arrayWithContentsOfFile(const NSString& path);
   template <class Range>
   static NSMutableArray arrayWithRange(const Range& range) {
     return NSArray::arrayWithRange(range).mutableCopy();

@@ -100,6 +100,8 @@ class KVT_EXPORT NSDictionary : public id {
   }
   /// An immutable dictionary of the same entries; empty for nil.
   static NSDictionary dictionaryWithDictionary(const NSDictionary& other);
+  /// The dictionary in a property list file, binary or XML; nil when the file cannot be read or holds something else.
+  static NSDictionary dictionaryWithContentsOfFile(const NSString& path);
   /// Whatever a range-for loop can walk that gives pairs.
   template <class Range>
   static NSDictionary dictionaryWithRange(const Range& range) {
@@ -171,6 +173,12 @@ class KVT_EXPORT NSDictionary : public id {
   /// `objectForKey`; a key with "@" in front is looked up on the dictionary itself ("@count").
   id valueForKey(const NSString& key) const;
 
+  // ---- files ----
+
+  /// As an XML property list; atomically as `NSData::writeToFile_atomically`. NO when it holds what a property list
+  /// cannot.
+  bool writeToFile_atomically(const NSString& path, bool atomically) const;
+
   // ---- copies ----
 
   /// Immutable; an immutable dictionary is its own copy.
@@ -211,6 +219,8 @@ class KVT_EXPORT NSMutableDictionary : public NSDictionary {
     return untilNil({Boxed(objectsAndKeys)...}).mutableCopy();
   }
   static NSMutableDictionary dictionaryWithDictionary(const NSDictionary& other);
+  /// What it holds is mutable too.
+  static NSMutableDictionary dictionaryWithContentsOfFile(const NSString& path);
   template <class Range>
   static NSMutableDictionary dictionaryWithRange(const Range& range) {
     return NSDictionary::dictionaryWithRange(range).mutableCopy();

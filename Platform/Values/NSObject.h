@@ -19,8 +19,8 @@
 // class with more to say (read-only or computed properties, own accessors, methods, protocols) declares `static void
 // kvtDescribe(ClassBuilder<Session>& c)`; see <KVTPlatform/Runtime/ClassBuilder.h>. The superclass is the nearest
 // described base. Overrides of `hash`, `isEqual`, `description`, `debugDescription`, `copyWithZone`,
-// `mutableCopyWithZone`, `encodeWithCoder` and `initWithCoder` become methods of the class; one of another signature
-// does not compile. Thread rule: classes may be asked for from any thread; objects are as safe as their members are.
+// `mutableCopyWithZone`, `encodeWithCoder`, `initWithCoder` and the static `supportsSecureCoding` become methods of the
+// class; one of another signature does not compile. Thread rule: classes may be asked for from any thread; objects are as safe as their members are.
 #pragma once
 
 #include <memory>
@@ -257,6 +257,7 @@ struct ZoneThunk {
     KVT_INSTANCE_HOOK_(builder, "debugDescription", debugDescription, ::kvt::NSString)                   \
     KVT_INSTANCE_HOOK_(builder, "encodeWithCoder:", encodeWithCoder, void, ::kvt::NSCoder)               \
     KVT_INSTANCE_HOOK_(builder, "initWithCoder:", initWithCoder, ::kvt::id, ::kvt::NSCoder)              \
+    KVT_CLASS_HOOK_(builder, "supportsSecureCoding", supportsSecureCoding, bool)                         \
     KVT_ZONE_HOOK_(builder, "copyWithZone:", copyWithZone)                                               \
     KVT_ZONE_HOOK_(builder, "mutableCopyWithZone:", mutableCopyWithZone)                                 \
     extraHooks(builder) return builder.registerClass();                                                  \

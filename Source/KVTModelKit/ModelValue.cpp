@@ -308,10 +308,13 @@ void setOtherValue(const id& object, const id& value, const _KVTModelPropertyMet
 
 }  // namespace
 
+void ModelSetNumberForProperty(const id& object, const NSNumber& number, const _KVTModelPropertyMeta& meta) {
+  model::withNumberType(meta.valueType(), [&]<class T>(T) { setScalar<T>(object, meta, numberAs<T>(number)); });
+}
+
 void ModelSetValueForProperty(const id& object, const id& value, const _KVTModelPropertyMeta& meta) {
   if (meta.isCNumber) {
-    const NSNumber number = KVTNSNumberCreateFromID(value);
-    model::withNumberType(meta.valueType(), [&]<class T>(T) { setScalar<T>(object, meta, numberAs<T>(number)); });
+    ModelSetNumberForProperty(object, KVTNSNumberCreateFromID(value), meta);
   } else if (meta.nsType != KVTEncodingTypeNSUnknown) {
     setFoundationValue(object, value, meta);
   } else {

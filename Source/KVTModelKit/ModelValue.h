@@ -23,4 +23,7 @@ KVT_EXPORT Class KVTNSBlockClass();
 /// Sets the property from the value. Only for metas that have a setter.
 KVT_EXPORT void ModelSetValueForProperty(const id& model, const id& value, const _KVTModelPropertyMeta& meta);
 
+/// Sets a property of a C number, converting as its type needs; nil counts as zero.
+KVT_EXPORT void ModelSetNumberForProperty(const id& model, const NSNumber& number, const _KVTModelPropertyMeta& meta);
+
 }  // namespace kvt
