@@ -38,6 +38,67 @@ id decodeArray(UnarchiverBody& unarchiver, Class cls) {
   return array;
 }
 
+// ---- what is told apart ---------------------------------------------------------------------------------------------
+
+/// How many steps it may take, at the most, to hash a collection or to compare it with another one; more than `limit`
+/// when there are more. A collection that contains itself has no end.
+std::uint64_t costOf(const Object* object, std::uint64_t limit, unsigned depth = 0) {
+  if (!collections::isCollection(object)) return 1;
+  if (depth > kArchiveMaximumDepth) return limit + 1;
+  std::uint64_t cost = 1;
+  const auto add = [&](const Object* element, std::uint64_t times) {
+    if (cost > limit) return;
+    const std::uint64_t each = costOf(element, (limit - cost) / times, depth + 1);
+    cost += each * (each > 1 ? times : 1);
+  };
+  // Collections that are looked up may fall upon each other: each is compared with all of them.
+  if (const ArrayBody* array = ArrayBody::of(object)) {
+    for (std::size_t i = 0; i < array->count; ++i) add(array->items[i].object(), 1);
+  } else if (const SetBody* set = SetBody::of(object)) {
+    const auto& table = set->table;
+    for (std::uint32_t i = table.next(0); i < table.used; i = table.next(i + 1)) {
+      add(table.slots[i].object(), table.count);
+    }
+  } else {
+    const auto& table = DictionaryBody::of(object)->table;
+    for (std::uint32_t i = table.next(0); i < table.used; i = table.next(i + 1)) {
+      add(table.slots[i].key.object(), table.count);
+      add(table.slots[i].value.object(), 1);
+    }
+  }
+  return cost;
+}
+
+/// Whether a key or an element of a set can be dealt with; NO, and a failure, otherwise. `cost` is what each comparison
+/// takes.
+bool canTellApart(UnarchiverBody& unarchiver, const id& object, std::uint64_t& cost) {
+  constexpr std::uint64_t kMost = 1'000'000;
+  cost = 0;
+  if (!collections::isCollection(object.object())) return true;
+  cost = costOf(object.object(), std::min(kMost, unarchiver.stepsLeft));
+  if (cost <= kMost && cost < unarchiver.stepsLeft) {
+    unarchiver.stepsLeft -= cost;
+    return true;
+  }
+  unarchiver.fail("A key or an element of a set is too large a collection.");
+  return false;
+}
+
+/// Looks for an equal key. NO, and a failure, where that takes too long.
+template <class Table>
+bool find(UnarchiverBody& unarchiver, const Table& table, const Object* key, std::uint32_t hash, std::uint64_t cost,
+          bool& isThere) {
+  bool isTired = false;
+  isThere = table.findWith(hash, [&](const Object* other) {
+    isTired = isTired || cost >= unarchiver.stepsLeft;
+    if (isTired) return true;
+    unarchiver.stepsLeft -= cost;
+    return collections::equal(key, other);
+  }) != Table::kNone;
+  if (isTired) unarchiver.fail("Keys or elements of sets take too long to be told apart.");
+  return !isTired;
+}
+
 // ---- NSDictionary ---------------------------------------------------------------------------------------------------
 
 void encodeDictionary(const NSDictionary& self, const NSCoder& coder) {
@@ -51,9 +112,15 @@ void encodeDictionary(const NSDictionary& self, const NSCoder& coder) {
 }
 
 /// The key as a dictionary keeps it; nil, and a failure, for what cannot be one.
-id keyOf(UnarchiverBody& unarchiver, const Node& keys, std::size_t index) {
+id keyOf(UnarchiverBody& unarchiver, const Node& keys, std::size_t index, std::uint64_t& cost) {
   id key = unarchiver.elementAt(keys, index, "NS.keys");
-  if (!key || ObjectAccess::isImmutableValue(key.object())) return key;
+  // Its hash is not yet what it will be.
+  if (key && unarchiver.isUnfinishedCollection(unarchiver.document.child(keys, index))) {
+    unarchiver.fail("A dictionary is a part of its own key.");
+    return id();
+  }
+  if (!key || !canTellApart(unarchiver, key, cost)) return id();
+  if (ObjectAccess::isImmutableValue(key.object())) return key;
   static const SEL copyWithZone = "copyWithZone:";
   if (key.respondsToSelector(copyWithZone))
     key = key.copy();
@@ -78,19 +145,19 @@ id decodeDictionary(UnarchiverBody& unarchiver, Class cls) {
   archive::setClass(dictionary, cls);
   unarchiver.announce(dictionary);
   for (std::size_t i = 0; i < keys->size; ++i) {
-    id key = keyOf(unarchiver, *keys, i);
+    std::uint64_t cost = 0;
+    id key = keyOf(unarchiver, *keys, i, cost);
     if (!key) return id();
-    // Its hash is not yet what it will be.
-    if (unarchiver.isUnfinishedCollection(unarchiver.document.child(*keys, i))) {
-      unarchiver.fail("A dictionary is a part of its own key.");
-      return id();
-    }
     id object = unarchiver.elementAt(*objects, i, "NS.objects");
     if (!object) return id();
-    if (!body->add(std::move(key), std::move(object))) {
+    const std::uint32_t hash = collections::tableHash(key.object());
+    bool isThere = false;
+    if (!find(unarchiver, body->table, key.object(), hash, cost, isThere)) return id();
+    if (isThere) {
       unarchiver.fail("A dictionary has two equal keys.");
       return id();
     }
+    body->addNew(std::move(key), std::move(object), hash);
   }
   return dictionary;
 }
@@ -118,7 +185,12 @@ id decodeSet(UnarchiverBody& unarchiver, Class cls) {
       unarchiver.fail("A set is a part of its own element.");
       return id();
     }
-    body->add(std::move(element));
+    std::uint64_t cost = 0;
+    if (!canTellApart(unarchiver, element, cost)) return id();
+    const std::uint32_t hash = collections::tableHash(element.object());
+    bool isThere = false;
+    if (!find(unarchiver, body->table, element.object(), hash, cost, isThere)) return id();
+    if (!isThere) body->addNew(std::move(element), hash);
   }
   return set;
 }

@@ -29,10 +29,7 @@ static Class classOfArray(ValueKind kind) {
 }
 
 ArrayBody::ArrayBody(ValueKind kind, std::size_t room)
-    : Object(classOfArray(kind), objectKind(kind)),
-      items(inlineStorage()),
-      storage(items),
-      capacity(room) {
+    : Object(classOfArray(kind), objectKind(kind)), items(inlineStorage()), storage(items), capacity(room) {
   if (kind == kArrayKind) ObjectAccess::markImmutableValue(this);
 }
 

@@ -20,7 +20,8 @@
 // kvtDescribe(ClassBuilder<Session>& c)`; see <KVTPlatform/Runtime/ClassBuilder.h>. The superclass is the nearest
 // described base. Overrides of `hash`, `isEqual`, `description`, `debugDescription`, `copyWithZone`,
 // `mutableCopyWithZone`, `encodeWithCoder`, `initWithCoder` and the static `supportsSecureCoding` become methods of the
-// class; one of another signature does not compile. Thread rule: classes may be asked for from any thread; objects are as safe as their members are.
+// class; one of another signature does not compile. Thread rule: classes may be asked for from any thread; objects are
+// as safe as their members are.
 #pragma once
 
 #include <memory>

@@ -46,7 +46,7 @@ class TreeWriter {
     if (const auto uid = id(borrow, object).as<NSKeyedArchiverUID>()) {
       return result = out_.sparseUID(uid->value()), true;
     }
-    return fail(object);
+    return refuse(object);
   }
 
   NSData finish(Value top) { return out_.finish(top); }
@@ -56,7 +56,7 @@ class TreeWriter {
     failure_ = {NSPropertyListWriteInvalidError, std::move(reason)};
     return false;
   }
-  bool fail(const Object* object) {
+  bool refuse(const Object* object) {
     return fail(object == nullptr ? std::string("There is no object.")
                                   : std::string("Property lists of this format cannot hold objects of class ") +
                                         class_getName(object_getClass(object)) + ".");
@@ -98,7 +98,7 @@ class TreeWriter {
     } else if (format_ == NSPropertyListBinaryFormat_v1_0) {
       isWritten = set(*SetBody::of(object), result, depth);
     } else {
-      return fail(object);
+      return refuse(object);
     }
     if (isWritten) written_.emplace(object, result);
     return isWritten;
@@ -126,6 +126,7 @@ class TreeWriter {
     const auto& table = set.table;
     const std::size_t base = values_.size();
     for (std::uint32_t i = table.next(0); i < table.used; i = table.next(i + 1)) {
+      if (collections::isCollection(table.slots[i].object())) return fail("Sets in property lists hold no containers.");
       if (!push(table.slots[i].object(), depth)) return false;
     }
     result = out_.set(values_.data() + base, values_.size() - base);

@@ -9,8 +9,8 @@
 //         list, NSPropertyListXMLFormat_v1_0);
 //
 // Both formats keep what they hold: integers of 64 bits (those above INT64_MAX as unsigned ones) and, as decimal
-// numbers, larger ones up to 38 digits; reals to the last bit (a float is one again after the binary format; XML has
-// doubles only); dates to the last bit in the binary format, to the second in XML; text with surrogates that stand
+// numbers, larger ones up to 38 digits; reals to the last bit (a float is one again after the binary format, a double
+// after XML); dates to the last bit in the binary format, to the second in XML; text with surrogates that stand
 // alone in the binary format only. Dictionaries keep their order. A UID, which keyed archives are made of, is an
 // `NSKeyedArchiverUID`.
 //
@@ -65,7 +65,8 @@ class KVT_EXPORT NSPropertyListSerialization : public id {
                                                           NSError* error = nullptr);
 
   /// Whether the list holds nothing but what the format has: text, numbers, dates, data, UIDs, arrays, dictionaries
-  /// whose keys are text and, in the binary format, sets. NO for nil, what is nested too deep and what contains itself.
+  /// whose keys are text and, in the binary format, sets without containers. NO for nil, what is nested too deep and
+  /// what contains itself.
   static bool propertyList_isValidForFormat(const id& propertyList, NSPropertyListFormat format);
 };
 

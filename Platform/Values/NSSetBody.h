@@ -34,6 +34,8 @@ struct SetBody final : Object {
   bool contains(const Object* object) const { return table.find(object) != Table::kNone; }
 
   void add(id&& object);
+  /// An element that is known to be new, with its `collections::tableHash`.
+  void addNew(id&& object, std::uint32_t hash) { table.append(inlineStorage(), Slot(std::move(object), hash)); }
   void remove(const Object* object);
   void removeAll() noexcept { table.removeAll(inlineStorage()); }
   void reserve(std::size_t total) { table.reserve(inlineStorage(), total); }

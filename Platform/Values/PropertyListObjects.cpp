@@ -102,6 +102,8 @@ class ObjectMaker {
     SetBody* body = SetBody::create(hasMutableContainers_ ? kMutableSetKind : kSetKind, node.size);
     const id result(adopt, body);
     for (std::size_t i = 0; i < node.size; ++i) {
+      // Telling containers apart may take as long as the bytes like.
+      if (document_.child(node, i).isContainer()) return fail("A set holds a container.");
       id element = value(document_.children[node.first + i], depth);
       if (!element) return id();
       body->add(std::move(element));

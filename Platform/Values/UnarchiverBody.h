@@ -74,6 +74,9 @@ struct KVT_EXPORT UnarchiverBody final : CoderBody {
   const Classes* allowedClasses() const;
 
   PropertyListDocument document;
+  /// Steps that may be spent on telling collections apart that are keys or elements of sets: an archive of a few
+  /// objects can make one that takes for ever.
+  std::uint64_t stepsLeft = 20'000'000;
   std::map<std::string, Class, std::less<>> classes;  // by archived name
 
  private:

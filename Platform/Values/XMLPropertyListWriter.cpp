@@ -93,8 +93,7 @@ class Writer {
     if (std::isnan(node.real)) return element("real", "nan"), true;
     if (std::isinf(node.real)) return element("real", node.real < 0 ? "-infinity" : "+infinity"), true;
     char digits[kNumberTextSize];
-    const std::size_t size = node.type == Type::kFloat ? formatNumber(static_cast<float>(node.real), digits)
-                                                       : formatNumber(node.real, digits);
+    const std::size_t size = formatNumber(node.real, digits);
     return element("real", {digits, size}), true;
   }
 

@@ -496,6 +496,55 @@ TEST(NSKeyedUnarchiver, DecodesEachObjectOnce) {
   EXPECT_TRUE(isIdentical(back[0], back[1]));
 }
 
+TEST(NSKeyedUnarchiver, EndsWhereKeysTakeTooLongToBeToldApart) {
+  const auto array = [](const NSArray& elements) { return NSDictionary{{"$class", uid(1)}, {"NS.objects", elements}}; };
+  const auto set = [](const NSArray& elements) { return NSDictionary{{"$class", uid(2)}, {"NS.objects", elements}}; };
+  NSMutableArray objects = NSMutableArray::arrayWithObjects(classNamed("NSArray"), classNamed("NSSet"), "end");
+  const auto add = [&objects](const NSDictionary& object) {
+    objects.addObject(object);
+    return uid(objects.count());
+  };
+  // Each level holds the next one and a list of it: two to the 40th comparisons.
+  id twins[2];
+  for (id& twin : twins) {
+    twin = uid(3);
+    for (int i = 0; i < 40; ++i) {
+      const id list = add(array({twin}));
+      twin = add(set({twin, list}));
+    }
+  }
+  NSError error;
+  const id root = add(set({twins[0], twins[1]}));
+  EXPECT_FALSE(NSKeyedUnarchiver::unarchivedObjectOfClasses_fromData_error({classOf<NSObject>()},
+                                                                           archiveOf(objects, root), &error));
+  EXPECT_EQ(reasonOf(error), "4864: A key or an element of a set is too large a collection.");
+
+  // Lists that differ below what their hashes see.
+  objects = NSMutableArray::arrayWithObjects(classNamed("NSArray"), classNamed("NSSet"), "end");
+  NSMutableArray elements = NSMutableArray::array();
+  for (int i = 0; i < 4000; ++i) {
+    objects.addObject(i);
+    id list = uid(objects.count());
+    for (int level = 0; level < 4; ++level) list = add(array({list}));
+    elements.addObject(list);
+  }
+  const id many = add(set(elements));
+  error = nullptr;
+  EXPECT_FALSE(NSKeyedUnarchiver::unarchivedObjectOfClasses_fromData_error({classOf<NSObject>()},
+                                                                           archiveOf(objects, many), &error));
+  EXPECT_EQ(reasonOf(error), "4864: Keys or elements of sets take too long to be told apart.");
+
+  // What people put into sets and keys goes through.
+  NSMutableSet pairs = NSMutableSet::set();
+  NSMutableDictionary byPair = NSMutableDictionary::dictionary();
+  for (int i = 0; i < 20000; ++i) {
+    pairs.addObject(NSArray{i, i % 7});
+    byPair.setObject_forKey(i, NSArray{i % 7, NSSet{i}});
+  }
+  const NSArray both = {pairs, byPair};
+  EXPECT_EQ(NSKeyedUnarchiver::unarchiveObjectWithData(archive(both)), both);
+}
+
 TEST(NSKeyedUnarchiver, DoesNotGoBackToAnObjectThatRaised) {
   int calls = 0;
   Probe::decode = [&](const NSCoder&, const Ref<Probe>&) -> id {

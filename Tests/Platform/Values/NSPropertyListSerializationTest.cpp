@@ -72,6 +72,7 @@ TEST(NSPropertyListSerialization, WritesAndReadsScalars) {
       {NSNumber(static_cast<signed char>(-5)), "13fffffffffffffffb", "<integer>-5</integer>\n"},
       {NSNumber(1.5), "233ff8000000000000", "<real>1.5</real>\n"},
       {NSNumber(0.1), "233fb999999999999a", "<real>0.1</real>\n"},
+      {NSNumber(0.1f), "223dcccccd", "<real>0.10000000149011612</real>\n"},
       {NSNumber(-0.0), "238000000000000000", "<real>-0</real>\n"},
       {NSNumber(std::numeric_limits<double>::infinity()), "237ff0000000000000", "<real>+infinity</real>\n"},
       {NSNumber(-std::numeric_limits<double>::infinity()), "23fff0000000000000", "<real>-infinity</real>\n"},
@@ -310,6 +311,7 @@ TEST(NSPropertyListSerialization, RefusesWhatItCannotHold) {
   const Row rows[] = {
       {"nil", nullptr, kBinary, "3852: There is no object."},
       {"null", NSNull::null(), kBinary, "3852: Property lists of this format cannot hold objects of class NSNull."},
+      {"set", NSSet{NSArray{1}}, kBinary, "3852: Sets in property lists hold no containers."},
       {"URL", NSArray{NSURL::URLWithString("a")}, kXML,
        "3852: Property lists of this format cannot hold objects of class NSURL."},
       {"class", id(classOf<NSArray>()), kBinary,
@@ -626,6 +628,7 @@ TEST(NSPropertyListSerialization, RefusesMalformedBinary) {
       {BinaryList{{"\xA1\x00"s}}.bytes(), "3840: A container contains itself."},
       {BinaryList{{"\xA1\x01"s, "\xD1\x02\x00"s, "\x51x"}}.bytes(), "3840: A container contains itself."},
       {BinaryList{{"\xC2\x01\x01"s, "\x08"}}.bytes(), "3840: A set has equal elements."},
+      {BinaryList{{"\xC1\x01"s, "\xA0"}}.bytes(), "3840: A set holds a container."},
       {BinaryList{{"\xA9\0\0\0\0\0\0\0\0\0"s}, {8, 8, 8, 8, 8}, 0, 1, 1, 5}.bytes(),
        "3840: Objects overlap at byte 8."},
       {BinaryList{{"\x14" + std::string(16, '\x7F')}}.bytes(), "3840: An integer of more than 38 digits."},
