@@ -59,3 +59,7 @@
 #include <KVTPlatform/Values/id.h>
 
 #include <KVTPlatform/Services/Bundle/NSBundle.h>
+#include <KVTPlatform/Services/Dispatch/Dispatch.h>
+#include <KVTPlatform/Services/Dispatch/NSLock.h>
+#include <KVTPlatform/Services/Dispatch/NSThread.h>
+#include <KVTPlatform/Services/Dispatch/Synchronized.h>
