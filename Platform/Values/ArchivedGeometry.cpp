@@ -199,7 +199,7 @@ void encodeOwn(const NSValue& self, std::string_view type, ArchiverBody& archive
     numbers.push_back(writeNumber(archiver.list, code, bytes, offset));
     return true;
   });
-  if (!isGood) {
+  if (!isGood || !NSString(type)) {
     objc_raise("NSInvalidArgumentException",
                "-[NSValue encodeWithCoder:]: a value of the type '" + std::string(type) + "' has no archive form");
   }

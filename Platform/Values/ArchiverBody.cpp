@@ -3,8 +3,11 @@
 #include <KVTPlatform/Runtime/Message.h>
 #include <KVTPlatform/Runtime/Raise.h>
 
+#include <algorithm>
+
 #include "NSData.h"
 #include "NSStringBody.h"
+#include "NSStringUnicode.h"
 #include "PropertyListDocument.h"
 
 namespace kvt {
@@ -24,9 +27,12 @@ bool classesInOrder(Class a, Class b) { return std::less<>()(a.body(), b.body())
 
 }  // namespace
 
-void ArchiveKey::escape() {
+ArchiveKey::ArchiveKey(const CoderKey& key) : text_(key.text()) {
   if (text_.data() == nullptr) objc_raise("NSInvalidArgumentException", "a coder was given a nil key");
-  if (text_.empty()) return;
+  if (!unicode::isASCII(text_.data(), text_.size()) && !unicode::isUTF8(text_.data(), text_.size())) {
+    objc_raise("NSInvalidArgumentException", "a coder was given a key that is not UTF-8");
+  }
+  if (!text_.starts_with('$')) return;
   escaped_ = "$";
   escaped_ += text_;
   text_ = escaped_;
@@ -97,7 +103,9 @@ void ArchiverBody::put(std::string_view key, Value value) {
     values_[i] = value;
     return;
   }
-  if (frame.isRegular && frame.expected == known.size()) {
+  // Known keys are different ones: so are those of an object that has kept their order.
+  const auto isName = [name](const KnownKey& each) { return each.value == name; };
+  if (frame.isRegular && frame.expected == known.size() && std::none_of(known.begin(), known.end(), isName)) {
     known.push_back({std::string(key), name});
     ++frame.expected;
   } else {
@@ -251,11 +259,15 @@ ArchiverBody::KnownClass& ArchiverBody::knownClass(const Object* object) {
 
 std::uint32_t ArchiverBody::uidOfClass(KnownClass& known) {
   if (known.uid != 0) return known.uid;
-  const Value name = list.text(nameOf(known.cls));
+  const auto text = [this](const std::string& name) {
+    if (!unicode::isUTF8(name.data(), name.size())) raiseInvalidOperation("a class has a name that is not UTF-8");
+    return list.text(name);
+  };
+  const Value name = text(nameOf(known.cls));
   const std::size_t base = scratch_.size();
   scratch_.push_back(name);
   for (Class each = class_getSuperclass(known.cls); each; each = class_getSuperclass(each)) {
-    scratch_.push_back(list.text(class_getName(each)));
+    scratch_.push_back(text(class_getName(each)));
   }
   const Value keys[2] = {list.text("$classname"), list.text("$classes")};
   const Value values[2] = {name, takeScratch(base)};

@@ -32,14 +32,13 @@ inline constexpr std::string_view kArchiveNull = "$null";
 /// Keys that begin with "$" belong to the archive; a client's get another one in front.
 class KVT_EXPORT ArchiveKey {
  public:
-  /// Raises NSInvalidArgumentException for no key.
-  explicit ArchiveKey(const CoderKey& key) : text_(key.text()) {
-    if (text_.empty() || text_[0] == '$') escape();
-  }
+  /// Raises NSInvalidArgumentException for no key, and for one that is no UTF-8.
+  explicit ArchiveKey(const CoderKey& key);
+  ArchiveKey(const ArchiveKey&) = delete;
+  ArchiveKey& operator=(const ArchiveKey&) = delete;
   std::string_view text() const noexcept { return text_; }
 
  private:
-  void escape();
   std::string_view text_;
   std::string escaped_;
 };

@@ -11,9 +11,7 @@
 
 namespace kvt {
 
-CoderKey::CoderKey(const NSString& text) : text_(text.utf8()) {
-  // Text that has no UTF-8 form names nothing that could be found again.
-}
+CoderKey::CoderKey(const NSString& text) : text_(text.utf8()) {}
 
 namespace {
 

@@ -20,7 +20,8 @@
 //
 // The coders are NSKeyedArchiver, which encodes, and NSKeyedUnarchiver, which decodes; the other half of the operations
 // raises NSInvalidArgumentException on each. Keys are text of any kind and belong to the object that is being coded: a
-// class and its superclass must not use the same ones. A nil key raises NSInvalidArgumentException. Every operation on
+// class and its superclass must not use the same ones. A nil key
+// and one that is no UTF-8 raise NSInvalidArgumentException. Every operation on
 // a nil coder answers nil, 0 or NO and does nothing.
 //
 // Decoding that fails (a class that is not known or not allowed, a value of another type, damaged data) raises
@@ -48,7 +49,7 @@ class KVT_EXPORT CoderKey {
   CoderKey(std::string_view utf8) noexcept : text_(utf8) {}
   CoderKey(const std::string& utf8) noexcept : text_(utf8) {}
   CoderKey(const NSString& text);
-  /// Valid UTF-8; null data for no key.
+  /// As it was given; null data for no key, and for text that has no UTF-8 form.
   std::string_view text() const noexcept { return text_; }
 
  private:

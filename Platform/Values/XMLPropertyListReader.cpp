@@ -3,11 +3,11 @@
 // pugixml is told to leave text as it stands: it passes over references that it does not know, and it drops blanks,
 // which would both change what a text says. Entities that a document declares are refused, so that none can grow.
 #include <locale.h>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 
 #include <pugixml.hpp>
 
@@ -27,7 +27,8 @@ using Type = PropertyListNode::Type;
 // ---- encodings ----------------------------------------------------------------------------------------------------
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) noexcept {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [lower](char x, char y) { return lower(x) == lower(y); });
 }
 
 /// What the declaration says behind `encoding=`; "" when it says nothing.

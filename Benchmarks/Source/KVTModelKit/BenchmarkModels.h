@@ -7,21 +7,13 @@
 #include "WideFields.h"
 
 // What a class writes that shall be copied, be compared and lie in archives.
-#if __has_include(<KVTFoundation/KVTModelKit/NSObject+KVTModel+Value.h>)
 #define COMPARED                                                    \
   kvt::id copyWithZone() const { return kvt::kvt_modelCopy(this); } \
   std::uint64_t hash() const { return kvt::kvt_modelHash(this); }   \
   bool isEqual(const kvt::id& other) const { return kvt::kvt_modelIsEqual(this, other); }
-#else
-#define COMPARED static_assert(true)
-#endif
-#if __has_include(<KVTFoundation/KVTModelKit/NSObject+KVTModel+Coding.h>)
 #define ARCHIVED                                                                                  \
   void encodeWithCoder(const kvt::NSCoder& coder) { kvt::kvt_modelEncodeWithCoder(this, coder); } \
   kvt::id initWithCoder(const kvt::NSCoder& coder) { return kvt::kvt_modelInitWithCoder(this, coder); }
-#else
-#define ARCHIVED static_assert(true)
-#endif
 
 class Address : public kvt::NSObject {
  public:

@@ -13,6 +13,7 @@
 #include <KVTPlatform/Values/NSException.h>
 #include <KVTPlatform/Values/NSKeyedArchiver.h>
 #include <KVTPlatform/Values/NSKeyedUnarchiver.h>
+#include <KVTPlatform/Values/NSObject.h>
 #include <KVTPlatform/Values/NSString.h>
 
 using namespace kvt;

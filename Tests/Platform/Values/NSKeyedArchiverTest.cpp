@@ -333,7 +333,8 @@ TEST(NSKeyedArchiver, TakesAnyKey) {
 TEST(NSKeyedArchiver, ReplacesTheValueOfAnEqualKey) {
   // Whether its keys come in the order of the object before or not.
   const std::vector<std::vector<std::string>> orders = {
-      {"a", "b", "a"}, {"a", "b", "c"}, {"b", "a", "b"}, {"c", "a", "c", "a"}, {"x", "a", "x", "b", "a"}};
+      {"a", "b"},      {"b", "a"},           {"a", "b", "a"},          {"a", "b", "c"},
+      {"b", "a", "b"}, {"c", "a", "c", "a"}, {"x", "a", "x", "b", "a"}};
   NSMutableArray list = NSMutableArray::array();
   for (std::size_t i = 0; i < orders.size(); ++i) list.addObject(make<Odd>());
   std::size_t next = 0;
@@ -343,7 +344,8 @@ TEST(NSKeyedArchiver, ReplacesTheValueOfAnEqualKey) {
     ++next;
   };
   EXPECT_EQ(layoutOf(archive(list)),
-            "NSMutableArray{NS.objects: [Odd{a: 3, b: 2}, Odd{a: 1, b: 2, c: 3}, Odd{b: 3, a: 2}, Odd{c: 3, a: 4}, "
+            "NSMutableArray{NS.objects: [Odd{a: 1, b: 2}, Odd{b: 1, a: 2}, Odd{a: 3, b: 2}, Odd{a: 1, b: 2, c: 3}, "
+            "Odd{b: 3, a: 2}, Odd{c: 3, a: 4}, "
             "Odd{x: 3, a: 5, b: 4}]}");
 }
 
@@ -354,6 +356,13 @@ TEST(NSKeyedArchiver, RaisesForNoKey) {
   EXPECT_EQ(raised([&] { return archiver.encodeInt_forKey(1, static_cast<const char*>(nullptr)), 0; }), reason);
   const NSKeyedUnarchiver unarchiver = NSKeyedUnarchiver::initForReadingWithData(archive(NSString("x")));
   EXPECT_EQ(raised([&] { return unarchiver.decodeObjectForKey(NSString()); }), reason);
+  EXPECT_EQ(raised([&] { return unarchiver.decodeObjectForKey(NSString(u"\xD800")); }), reason);
+  for (const char* bad : {"\xFF", "a\xC3", "\xE6\x97", "\xF0\x9F\x98"}) {
+    EXPECT_EQ(raised([&] { return archiver.encodeInt_forKey(1, bad), 0; }),
+              "NSInvalidArgumentException: a coder was given a key that is not UTF-8");
+    EXPECT_EQ(raised([&] { return unarchiver.decodeIntForKey(std::string(bad)); }),
+              "NSInvalidArgumentException: a coder was given a key that is not UTF-8");
+  }
 }
 
 TEST(NSKeyedArchiver, RaisesOnTheOtherCoder) {
