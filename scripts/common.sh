@@ -24,7 +24,7 @@ readonly TEST_PACKAGES=(python3)
 # Google Benchmark and the peers.
 readonly BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev libboost-json1.81-dev qt6-base-dev librttr-dev python3)
 # Installed along with what is missing, but never a reason to call apt-get: everything works without them.
-readonly HANDY_PACKAGES=(ccache)
+readonly HANDY_PACKAGES=(ccache libglib2.0-dev)
 
 # A tool that is on the path need not have come as a package.
 command_of() {

@@ -253,8 +253,6 @@ namespace detail {
 
 QueueItem::~QueueItem() = default;
 
-void* QueueItem::operator new(std::size_t size) { return ::operator new(size); }
-void QueueItem::operator delete(void* memory, std::size_t size) noexcept { ::operator delete(memory, size); }
 
 void enqueue(const dispatch_queue_t& queue, QueueItem* item, bool barrier) noexcept {
   if (item == nullptr) return;

@@ -150,9 +150,6 @@ class KVT_EXPORT QueueItem {
   virtual void run() noexcept = 0;
   virtual void drop() noexcept = 0;
 
-  static void* operator new(std::size_t size);
-  static void operator delete(void* memory, std::size_t size) noexcept;
-
   QueueItem* next = nullptr;
   const Kind kind;
   bool barrier = false;
