@@ -1,13 +1,18 @@
 #include "UnarchiverBody.h"
 
+#include <cmath>
+#include <utility>
+
 #include <KVTPlatform/Runtime/Message.h>
 #include <KVTPlatform/Runtime/Raise.h>
-#include <cmath>
 
 #include "ArchivedValues.h"
 #include "CollectionSupport.h"
 #include "NSArray.h"
+#include "NSArrayBody.h"
 #include "NSDictionary.h"
+#include "NSDictionaryBody.h"
+#include "NSSetBody.h"
 
 namespace kvt {
 namespace {
@@ -124,7 +129,33 @@ id UnarchiverBody::decode(std::string_view key, const Classes* allowed) {
     fail("The value for key " + quoted(key) + " is no object.");
     return id();
   }
-  return objectAt(value->unsignedInteger, key, allowed != nullptr ? allowed : allowedClasses());
+  const Classes* const classesHere = allowed != nullptr ? allowed : allowedClasses();
+  if (frame_ != &topFrame_) return objectAt(value->unsignedInteger, key, classesHere);
+  struct Scope {
+    UnarchiverBody& self;
+    bool isGood = false;
+    ~Scope() {
+      if (!isGood) self.emptyAnnounced();
+      self.announced_.clear();
+    }
+  } scope{*this};
+  id object = objectAt(value->unsignedInteger, key, classesHere);
+  scope.isGood = !error;
+  return object;
+}
+
+/// Collections that were made until something failed may hold each other in a circle, and nobody will ever see them.
+void UnarchiverBody::emptyAnnounced() noexcept {
+  for (const auto& [uid, object] : announced_) {
+    Slot& slot = slots_[uid];
+    slot.object = id();
+    // Asked for once more, it is decoded once more.
+    if (slot.state == State::kDone) slot.state = State::kNone;
+    Object* body = object.object();
+    if (collections::isArray(body)) static_cast<ArrayBody*>(body)->removeAll();
+    if (collections::isDictionary(body)) static_cast<DictionaryBody*>(body)->removeAll();
+    if (collections::isSet(body)) static_cast<SetBody*>(body)->removeAll();
+  }
 }
 
 id UnarchiverBody::elementAt(const Node& array, std::size_t index, std::string_view key) {
@@ -160,7 +191,9 @@ const PropertyListNode* UnarchiverBody::plain(std::string_view key) {
 }
 
 void UnarchiverBody::announce(const id& object) {
-  if (frame_ != &topFrame_) slots_[frame_->uid].object = object;
+  if (frame_ == &topFrame_) return;
+  announced_.emplace_back(frame_->uid, object);
+  slots_[frame_->uid].object = object;
 }
 
 bool UnarchiverBody::integer(std::string_view key, std::int64_t minimum, std::int64_t maximum, std::int64_t& value) {

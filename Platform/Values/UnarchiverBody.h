@@ -105,11 +105,13 @@ struct KVT_EXPORT UnarchiverBody final : CoderBody {
   id make(std::uint64_t uid, const Node& node, std::string_view key, const Classes* allowed);
   id makeInstance(const KnownClass& known, Slot& slot);
   const KnownClass* classOfNode(const Node& node, std::string_view key);
+  void emptyAnnounced() noexcept;
   Class classNamed(const std::string& name) const;
   static bool isAllowed(Class cls, const Classes* allowed) noexcept;
 
-  std::uint64_t objects_ = 0;  // in the document's children: the first one
-  std::vector<Slot> slots_;    // by UID
+  std::uint64_t objects_ = 0;                            // in the document's children: the first one
+  std::vector<Slot> slots_;                              // by UID
+  std::vector<std::pair<std::uint64_t, id>> announced_;  // by UID, since the outermost decoding began
   std::vector<KnownClass> knownClasses_;
   Node none_;
   Frame topFrame_;
