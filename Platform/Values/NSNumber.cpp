@@ -137,9 +137,9 @@ NumberBody* NumberBody::makeSharedNumbers() noexcept {
   alignas(NumberBody) static std::byte memory[2 * kSharedCount + 2][sizeof(NumberBody)];
   static NumberBody* const numbers = [] {
     std::byte(*place)[sizeof(NumberBody)] = memory;
-    for (const Type type : {Type::kInt64, Type::kInt32}) {
+    for (const Type kind : {Type::kInt64, Type::kInt32}) {
       for (std::int64_t number = kFirstShared; number <= kLastShared; ++number) {
-        ObjectAccess::makeImmortal(new (*place++) NumberBody(type, number));
+        ObjectAccess::makeImmortal(new (*place++) NumberBody(kind, number));
       }
     }
     for (const std::int64_t number : {0, 1}) {
