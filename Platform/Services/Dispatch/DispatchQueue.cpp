@@ -253,7 +253,6 @@ namespace detail {
 
 QueueItem::~QueueItem() = default;
 
-
 void enqueue(const dispatch_queue_t& queue, QueueItem* item, bool barrier) noexcept {
   if (item == nullptr) return;
   if (!queue) return item->drop();
