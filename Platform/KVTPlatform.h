@@ -63,3 +63,4 @@
 #include <KVTPlatform/Services/Dispatch/NSLock.h>
 #include <KVTPlatform/Services/Dispatch/NSThread.h>
 #include <KVTPlatform/Services/Dispatch/Synchronized.h>
+#include <KVTPlatform/Services/Logging/Logging.h>

@@ -19,7 +19,7 @@
 // one that leaves `dispatch_sync` reaches the caller.
 //
 // Threads start with the first work, one for each processor; when a thread waits in one of the functions of this
-// folder, or is seen sleeping elsewhere while work is left (after some 10 ms), another one stands in for it, up to 512.
+// folder, or is seen sleeping elsewhere while work is left (after some 5 ms), another one stands in for it, up to 512.
 // Threads without work end after five seconds. After `fork` a child may only use queues once it has called `exec`.
 //
 // On nil nothing happens: work for a nil queue is dropped. Thread rule: everything may be called from any thread.

@@ -38,7 +38,7 @@ void Timer::update() noexcept {
   } else if (std::exchange(armed_, false)) {
     timers.disarm(this);
   }
-  if (wantsQueue() && !queued_) {
+  if (wantsQueue() && !queued_ && !handling_) {
     queued_ = true;
     ObjectAccess::retain(this);
     detail::enqueue(queue_, &delivery_, false);
@@ -60,6 +60,7 @@ void Timer::deliver() noexcept {
     std::lock_guard lock(mutex_);
     queued_ = false;
     if (!wantsQueue()) return;
+    handling_ = true;
     if (cancelled_ || abandoned_) {
       over_ = true;
       gone = std::move(eventHandler_);
@@ -81,6 +82,9 @@ void Timer::deliver() noexcept {
     }
   }
   handler();
+  std::lock_guard lock(mutex_);
+  handling_ = false;
+  update();
 }
 
 void Timer::set(dispatch_time_t start, std::uint64_t interval, std::uint64_t leeway) {

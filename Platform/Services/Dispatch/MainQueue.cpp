@@ -47,18 +47,17 @@ void MainQueue::callForDrain() noexcept {
 }
 
 std::size_t MainQueue::drain(std::size_t max) {
-  if (max == 0 || !claimThread() || draining_) return 0;
+  if (max == 0 || !claimThread()) return 0;
   {
     std::lock_guard lock(mutex_);
+    // From within its own work too: its lane is taken then.
     if (called_.exchange(0, std::memory_order_acq_rel) == 0) return 0;
     eventfd_t calls = 0;
     if (descriptor_ >= 0) ::eventfd_read(descriptor_, &calls);
   }
   const long budget = static_cast<long>(std::min<std::size_t>(max, std::numeric_limits<long>::max()));
   Turn turn{budget, true};
-  draining_ = true;
   QueueBody::main()->drain(turn, nullptr);
-  draining_ = false;
   return static_cast<std::size_t>(budget - turn.budget);
 }
 
@@ -72,7 +71,9 @@ int MainQueue::descriptor() {
 
 void MainQueue::runForEver() {
   if (!claimThread()) objc_raise("NSInternalInconsistencyException", "dispatch_main called off the main thread");
-  if (draining_) objc_raise("NSInternalInconsistencyException", "dispatch_main called from work of the main queue");
+  if (Frame::runs(QueueBody::main())) {
+    objc_raise("NSInternalInconsistencyException", "dispatch_main called from work of the main queue");
+  }
   for (;;) {
     drain(std::numeric_limits<std::size_t>::max());
     sleeps_.store(true, std::memory_order_seq_cst);

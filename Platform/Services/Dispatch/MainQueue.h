@@ -25,7 +25,6 @@ class MainQueue {
 
   std::mutex mutex_;
   int descriptor_ = -1;
-  bool draining_ = false;  // the main thread's
   std::atomic<std::uint32_t> called_{0};
   std::atomic<bool> sleeps_{false};
 };

@@ -64,9 +64,10 @@ class Timer final : public TimerEntry {
   std::uint64_t data_ = 0;
   std::size_t suspensions_ = 1;
   bool inactive_ = true;
-  bool armed_ = false;   // in the heap
-  bool fired_ = false;   // its time has come, and the handler was not called yet
-  bool queued_ = false;  // the delivery is on a queue
+  bool armed_ = false;     // in the heap
+  bool fired_ = false;     // its time has come, and the handler was not called yet
+  bool handling_ = false;  // a handler runs: the next one waits, whatever queue it is
+  bool queued_ = false;    // the delivery is on a queue
   bool cancelled_ = false;
   bool abandoned_ = false;
   bool over_ = false;  // handlers are gone

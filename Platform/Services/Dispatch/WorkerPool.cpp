@@ -57,8 +57,7 @@ bool isAsleep(std::uint32_t thread) noexcept {
 
 }  // namespace
 
-// The worker that this thread is. (What the pool holds of it is guarded by the pool's lock.)
-static thread_local void* currentWorker = nullptr;
+thread_local WorkerPool::Worker* WorkerPool::current_ = nullptr;
 
 WorkerPool::WorkerPool() : processors_(countProcessors()), idleTime_(kIdleTime) {}
 
@@ -142,11 +141,11 @@ bool WorkerPool::spawn() noexcept {
 
 void* WorkerPool::threadMain(void* worker) {
   ::pthread_setname_np(::pthread_self(), "kvt.worker");
-  currentWorker = worker;
   auto* self = static_cast<Worker*>(worker);
+  current_ = self;
   self->thread = currentThreadId();
   shared().work(*self);
-  currentWorker = nullptr;
+  current_ = nullptr;
   delete self;
   return nullptr;
 }
@@ -207,7 +206,7 @@ void WorkerPool::setIdleTime(std::uint64_t nanoseconds) noexcept {
 }
 
 WorkerPool::BlockingScope::BlockingScope() noexcept {
-  auto* worker = static_cast<Worker*>(currentWorker);
+  Worker* const worker = current_;
   if (worker == nullptr) return;
   WorkerPool& pool = shared();
   Help help;
@@ -220,7 +219,7 @@ WorkerPool::BlockingScope::BlockingScope() noexcept {
 }
 
 WorkerPool::BlockingScope::~BlockingScope() {
-  auto* worker = static_cast<Worker*>(currentWorker);
+  Worker* const worker = current_;
   if (worker == nullptr) return;
   WorkerPool& pool = shared();
   std::lock_guard lock(pool.mutex_);

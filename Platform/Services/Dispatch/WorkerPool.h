@@ -70,6 +70,8 @@ class WorkerPool {
     detail::QueueItem* tail = nullptr;
   };
 
+  static thread_local Worker* current_;  // what this thread is; null on others
+
   const std::size_t processors_;
   std::atomic<std::size_t> waiting_{0};
   std::atomic<std::uint64_t> idleTime_;

@@ -81,8 +81,11 @@ TEST(DispatchMainQueueThreadTest, WorkThatComesMeanwhileWaitsForTheNextRound) {
 TEST(DispatchMainQueueThreadTest, NestedAndForeignDrainsDoNothing) {
   std::size_t nested = 9, foreign = 9;
   dispatch_async(dispatch_get_main_queue(), [&] { nested = dispatch_main_queue_drain(9); });
+  std::string raising;
+  dispatch_async(dispatch_get_main_queue(), [&] { raising = raised([] { return dispatch_main(), 0; }); });
   dispatch_async(dispatch_get_main_queue(), [] {});
-  EXPECT_EQ(dispatch_main_queue_drain(1), 1u);
+  EXPECT_EQ(dispatch_main_queue_drain(2), 2u);
+  EXPECT_EQ(raising, "NSInternalInconsistencyException: dispatch_main called from work of the main queue");
   std::thread([&] { foreign = dispatch_main_queue_drain(9); }).join();
   EXPECT_EQ(nested, 0u);
   EXPECT_EQ(foreign, 0u);

@@ -1,4 +1,5 @@
 #include <KVTPlatform/Services/Dispatch/Dispatch.h>
+#include <KVTPlatform/Services/Dispatch/NSThread.h>
 #include <KVTPlatform/Values/NSObject.h>
 #include <KVTPlatform/Values/NSString.h>
 #include <gtest/gtest.h>
@@ -170,6 +171,43 @@ TEST(DispatchQueueThreadTest, BarriersWaitForWhatWasBeforeAndHoldBackWhatComes) 
   flush(queue);
   EXPECT_EQ(ended, kRounds * kReaders);
   EXPECT_EQ(wrong, std::vector<std::string>());
+}
+
+TEST(DispatchQueueThreadTest, BehindABarrierEverythingOverlapsAgain) {
+  // What waits behind the barrier can only end together.
+  constexpr int kPieces = 12;
+  for (const bool synchronous : {false, true}) {
+    const dispatch_queue_t queue = concurrent();
+    std::atomic<bool> mayEnd{false}, inBarrier{false};
+    const auto barrier = [&] {
+      inBarrier = true;
+      while (!mayEnd) std::this_thread::yield();
+    };
+    std::thread thread;
+    if (synchronous)
+      thread = std::thread([&] { dispatch_barrier_sync(queue, barrier); });
+    else
+      dispatch_barrier_async(queue, barrier);
+    while (!inBarrier) std::this_thread::yield();
+    std::atomic<int> started{0};
+    const dispatch_semaphore_t all = dispatch_semaphore_create(0);
+    const auto piece = [&] {
+      if (++started == kPieces) {
+        for (int i = 0; i < kPieces; ++i) dispatch_semaphore_signal(all);
+      }
+      dispatch_semaphore_wait(all, DISPATCH_TIME_FOREVER);
+    };
+    // The first of them is waited for: its thread gets the barrier's turn from hand to hand.
+    const dispatch_group_t group = dispatch_group_create();
+    dispatch_group_async(group, global(), [&] { dispatch_sync(queue, piece); });
+    while (dispatch_statistics().blockedWorkers == 0) std::this_thread::yield();
+    for (int i = 1; i < kPieces; ++i) dispatch_group_async(group, queue, piece);
+    mayEnd = true;
+    dispatch_group_wait(group, DISPATCH_TIME_FOREVER);
+    EXPECT_EQ(started, kPieces);
+    if (thread.joinable()) thread.join();
+    flush(queue);
+  }
 }
 
 TEST(DispatchQueueThreadTest, QueuesOnOneSerialTargetNeverOverlap) {
@@ -416,27 +454,44 @@ TEST(DispatchQueueThreadTest, AnInactiveQueueWaitsForItsActivation) {
 }
 
 TEST(DispatchQueueThreadTest, WorkGoesToTheTargetOfTheMoment) {
-  for (const dispatch_queue_t& queue : {serial("moves"), concurrent("moves")}) {
+  for (const dispatch_queue_attr_t& attr : {DISPATCH_QUEUE_SERIAL, DISPATCH_QUEUE_CONCURRENT}) {
+    const dispatch_queue_t queue = dispatch_queue_create("moves", attr);
     Journal journal;
     const auto work = [&](const char* name) {
       return [&journal, name] {
-        journal.add(std::string(name) + (dispatch_get_specific(&journal) != nullptr ? "@target" : "@global"));
+        const bool onMain = std::string(dispatch_get_current_queue_label()) == "moves" && NSThread::isMainThread();
+        journal.add(std::string(name) + (onMain ? "@main" : "@worker"));
       };
     };
+    // What waits behind work that changes the target goes to the new one.
+    dispatch_suspend(queue);
+    Gate changed;
+    dispatch_barrier_async(queue, [&] {
+      work("1")();
+      dispatch_set_target_queue(queue, dispatch_get_main_queue());
+      changed.open();
+    });
+    dispatch_barrier_async(queue, work("2"));
+    dispatch_resume(queue);
+    changed.wait();
+    while (journal.events().size() < 2) dispatch_main_queue_drain(9);
+    EXPECT_EQ(journal.text(), "1@worker 2@main");
+
+    // A turn that waits on a target that runs nothing moves on when that does.
     const dispatch_queue_t target = serial("target");
-    dispatch_queue_set_specific(target, &journal, &journal, nullptr);
-    dispatch_async(queue, work("1"));
-    flush(queue);
-    dispatch_set_target_queue(queue, target);
-    dispatch_async(queue, work("2"));
-    flush(queue);
-    // A turn that waits on a target that does not run anything moves on when that runs.
     dispatch_suspend(target);
+    dispatch_set_target_queue(queue, target);
     dispatch_async(queue, work("3"));
-    dispatch_set_target_queue(queue, nullptr);
+    dispatch_set_target_queue(queue, dispatch_get_main_queue());
     dispatch_resume(target);
+    flush(target);
+    EXPECT_EQ(journal.text(), "1@worker 2@main");
+    EXPECT_EQ(dispatch_main_queue_drain(9), 1u);
+    EXPECT_EQ(journal.text(), "1@worker 2@main 3@main");
+    dispatch_set_target_queue(queue, nullptr);
+    dispatch_async(queue, work("4"));
     flush(queue);
-    EXPECT_EQ(journal.text(), "1@global 2@target 3@global");
+    EXPECT_EQ(journal.text(), "1@worker 2@main 3@main 4@worker");
   }
 }
 

@@ -117,6 +117,29 @@ TEST(DispatchOnceThreadTest, HappensOnceForAll) {
   }
 }
 
+TEST(DispatchOnceThreadTest, WhoComesMeanwhileWaits) {
+  for (bool raises : {false, true}) {
+    dispatch_once_t once;
+    Journal journal;
+    const dispatch_group_t group = dispatch_group_create();
+    const std::string result = raised([&] {
+      dispatch_once(&once, [&] {
+        dispatch_group_async(group, dispatch_get_global_queue(0, 0), [&] {
+          dispatch_once(&once, [&] { journal.add("again"); });
+          journal.add("other");
+        });
+        while (dispatch_statistics().blockedWorkers == 0) std::this_thread::yield();
+        journal.add("first");
+        if (raises) throw NSException("A", "b");
+      });
+      return 0;
+    });
+    dispatch_group_wait(group, DISPATCH_TIME_FOREVER);
+    EXPECT_EQ(result, raises ? "A: b" : "");
+    EXPECT_EQ(journal.text(), raises ? "first again other" : "first other");
+  }
+}
+
 TEST(DispatchOnceThreadTest, WhatRaisesIsTriedAgain) {
   dispatch_once_t once;
   int count = 0;

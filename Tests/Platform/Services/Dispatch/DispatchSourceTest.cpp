@@ -270,6 +270,29 @@ TEST_F(DispatchSourceThreadTest, AStrictTimerHasNoLeewayWhateverItIsGiven) {
   }
 }
 
+TEST(DispatchSourceRaceTest, HandlersOfOneTimerNeverOverlap) {
+  // On a concurrent queue, and though the next time has come before the handler is done.
+  const dispatch_source_t timer = dispatch_source_create(DISPATCH_SOURCE_TYPE_TIMER, 0, 0, nullptr);
+  std::atomic<int> running{0}, overlaps{0};
+  int calls = 0;  // without a lock
+  const dispatch_semaphore_t over = dispatch_semaphore_create(0);
+  dispatch_source_set_event_handler(timer, [&] {
+    if (++running != 1) ++overlaps;
+    for (int i = 0; i < 20'000; ++i) running.load();  // long enough for another thread to come
+    if (++calls == 500) dispatch_source_cancel(timer);
+    --running;
+  });
+  dispatch_source_set_cancel_handler(timer, [&] {
+    if (running != 0) ++overlaps;
+    dispatch_semaphore_signal(over);
+  });
+  dispatch_source_set_timer(timer, DISPATCH_TIME_NOW, 0, 0);
+  dispatch_resume(timer);
+  dispatch_semaphore_wait(over, DISPATCH_TIME_FOREVER);
+  EXPECT_EQ(calls, 500);
+  EXPECT_EQ(overlaps, 0);
+}
+
 TEST(DispatchSourceTest, WhatIsNoTimerIsNil) {
   const dispatch_queue_t queue = dispatch_queue_create("q", nullptr);
   const struct {

@@ -188,6 +188,39 @@ TEST(SynchronizedThreadTest, ManyThreadsAndObjects) {
   EXPECT_EQ(total, 30000);
 }
 
+// ---- as members -----------------------------------------------------------------------------------------------------
+
+class Owner : public NSObject {
+ public:
+  dispatch_queue_t queue;
+  dispatch_source_t timer;
+  dispatch_block_t handler;
+  NSLock lock;
+  KVT_CLASS(Owner, queue, timer, handler, lock)
+};
+
+TEST(DispatchPropertyTest, ObjectsOfTheseTypesAreProperties) {
+  const Class cls = classOf<Owner>();
+  const struct {
+    const char* name;
+    const char* attributes;
+  } rows[] = {{"queue", "T@\"OS_dispatch_queue\",&,N,Vqueue"},
+              {"timer", "T@\"OS_dispatch_source\",&,N,Vtimer"},
+              {"handler", "T@?,C,N,Vhandler"},
+              {"lock", "T@\"NSLock\",&,N,Vlock"}};
+  for (const auto& row : rows) {
+    EXPECT_STREQ(property_getAttributes(class_getProperty(cls, row.name)), row.attributes);
+  }
+  const Ref<Owner> owner = make<Owner>();
+  objc_msgSend(owner, "setQueue:", dispatch_get_main_queue());
+  EXPECT_TRUE(isIdentical(owner->queue, dispatch_get_main_queue()));
+  EXPECT_TRUE(isIdentical(owner.valueForKey("queue"), dispatch_get_main_queue()));
+  owner.setValue_forKey(NSLock::new_(), "queue");
+  EXPECT_FALSE(owner->queue) << "another class's object is none";
+  owner.setValue_forKey(dispatch_queue_create("own", nullptr), "queue");
+  EXPECT_STREQ(dispatch_queue_get_label(owner->queue), "own");
+}
+
 // ---- threads --------------------------------------------------------------------------------------------------------
 
 TEST(NSThreadThreadTest, WhichThreadIsWhich) {
