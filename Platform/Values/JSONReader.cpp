@@ -277,7 +277,7 @@ bool JSONCursor::failAt(JSONError error, const char* position) noexcept {
   if (position >= end_ && error != JSONError::kEmpty && error != JSONError::kUnterminatedString) {
     error_ = JSONError::kUnexpectedEnd;
   }
-  offset_ = static_cast<std::size_t>(position - begin_);
+  offset_ = passed_ + static_cast<std::size_t>(position - begin_);
   static constexpr char kNothing = '\0';
   begin_ = p_ = end_ = &kNothing;
   return false;

@@ -206,6 +206,30 @@ inline void readDigits(const char*& p, const char* end, std::uint64_t& value) no
   while (isDigit(*p)) value = value * 10 + static_cast<std::uint64_t>(*p++ - '0');
 }
 
+/// Passes up to eighteen digits; null when there is none, or more. Another 24 bytes must be readable.
+[[gnu::always_inline]] inline const char* passDigits(const char* p, std::uint64_t& value) noexcept {
+  const char* const digits = p;
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  // As in readDigits; most numbers are short.
+  std::uint64_t v;
+  std::memcpy(&v, p, sizeof v);
+  v ^= 0x3030303030303030;
+  const std::uint64_t others = ((v + 0x7676767676767676) | v) & 0x8080808080808080;
+  if (others != 0) [[likely]] {
+    const unsigned bits = static_cast<unsigned>(__builtin_ctzll(others)) & ~7u;
+    if (bits == 0) return nullptr;
+    v <<= 64 - bits;
+    v = v * 10 + (v >> 8);
+    value =
+        ((v & 0x000000FF000000FF) * 0x000F424000000064 + ((v >> 16) & 0x000000FF000000FF) * 0x0000271000000001) >> 32;
+    return p + bits / 8;
+  }
+#endif
+  value = 0;
+  readDigits(p, p + 24, value);
+  return p == digits || p - digits > 18 ? nullptr : p;
+}
+
 }  // namespace json
 
 class KVT_EXPORT JSONCursor {
@@ -313,6 +337,12 @@ class KVT_EXPORT JSONCursor {
   bool atEnd() const noexcept { return p_ == end_; }
   /// Back to a place where the cursor stood before, within the containers that are open now.
   void rewind(const char* position) noexcept { p_ = position; }
+  /// Goes on in a copy of the rest of the text. No place in the text that was read may be used any more.
+  void moveRest(const char* copy) noexcept {
+    passed_ += static_cast<std::size_t>(p_ - begin_);
+    end_ = copy + remaining();
+    begin_ = p_ = copy;
+  }
   /// Containers that are open.
   std::size_t depth() const noexcept { return depth_; }
 
@@ -336,6 +366,7 @@ class KVT_EXPORT JSONCursor {
   // Every loop that passes characters stops at the last one: it is a closing bracket, or else the text is a copy with a
   // NUL behind it. So `*p_` may be read anywhere but behind a closing bracket, and only there is the end asked for.
   const char* begin_ = nullptr;
+  std::size_t passed_ = 0;  // in front of it
   const char* p_ = nullptr;
   const char* end_ = nullptr;
   JSONError error_ = JSONError::kNone;

@@ -109,16 +109,17 @@ void ClassPlan::enter(std::uint16_t number) {
 }
 
 void ClassPlan::add(Entry&& entry, std::string_view key) {
-  if (isPlain(key) && key.size() + 3 <= Entry::kTokenRoom) {
-    entry.tokenSize = static_cast<std::uint8_t>(key.size() + 3);
-    entry.commaSize = static_cast<std::uint8_t>(entry.tokenSize + 1);
+  if (isPlain(key) && key.size() <= Entry::kLongestKey) {
+    const std::size_t size = key.size() + 4;
+    entry.commaSize = static_cast<std::uint8_t>(size);
     std::memcpy(entry.comma, ",\"", 2);
     std::memcpy(entry.comma + 2, key.data(), key.size());
     std::memcpy(entry.comma + 2 + key.size(), "\":", 2);
-    const auto maskOf = [](std::size_t size) { return static_cast<std::uint16_t>((2u << ((size - 1) % 16)) - 1); };
-    entry.room = static_cast<std::uint8_t>((entry.commaSize + 15) / 16 * 16 + 32);
-    entry.tokenMask = maskOf(entry.tokenSize);
-    entry.commaMask = maskOf(entry.commaSize);
+    const auto maskOf = [](std::size_t bytes) {
+      return static_cast<std::uint16_t>((1u << std::min<std::size_t>(bytes, 16)) - 1);
+    };
+    entry.firstMask = maskOf(size);
+    entry.secondMask = maskOf(size - std::min<std::size_t>(size, 16));
     entry.isTokenWritable = key.find('/') == std::string_view::npos;
   }
   entries.push_back(std::move(entry));
@@ -139,8 +140,7 @@ Entry& ClassPlan::entryOf(std::string_view key) {
     }
   }
   // Few keys are worth remembering that are long or many.
-  if (entries.size() >= properties + kMostEntries || entries.size() >= UINT16_MAX ||
-      key.size() + 3 > Entry::kTokenRoom) {
+  if (entries.size() >= properties + kMostEntries || entries.size() >= UINT16_MAX || key.size() > Entry::kLongestKey) {
     return start();
   }
   Entry unknown{};
@@ -212,7 +212,7 @@ struct PlanMaker {
     plan.properties = plan.entries.size() - 1;
     for (std::size_t i = 0; i < plan.entries.size(); ++i) {
       plan.setFollowing(plan.entries[i], plan.entries[i + 1 < plan.entries.size() ? i + 1 : 0]);
-      if (i != 0 && i < 64) plan.entries[i].bit = std::uint64_t{1} << i;
+      if (i != 0) plan.entries[i].bit = i < 63 ? std::uint64_t{1} << i : Entry::kSharedBit;
     }
   }
 

@@ -48,26 +48,27 @@ struct ClassPlan;
 
 /// A JSON key, and what it fills. All that reading looks at lies in two lines of the cache.
 struct alignas(64) Entry {
-  static constexpr std::size_t kTokenRoom = 64;
+  static constexpr std::size_t kLongestKey = 61;
+  /// Stands for all properties that have no bit of their own.
+  static constexpr std::uint64_t kSharedBit = std::uint64_t{1} << 63;
 
   Kind kind = Kind::kUnknownKey;
-  std::uint8_t tokenSize = 0;  // of `"key":`; 0 when it does not fit or the key needs escapes
-  std::uint8_t commaSize = 0;  // with the comma in front; 0 likewise
-  std::uint8_t room = 0;       // bytes that are looked at when the token and its comma are compared, and 32 more
-  // Bits of the bytes that count in the last block of the token, and of the token with its comma.
-  std::uint16_t tokenMask = 0;
-  std::uint16_t commaMask = 0;
-  std::uint32_t next = 0;    // where the entry lies that followed last time, in bytes from the first one
-  std::uint32_t offset = 0;  // of the member
-  std::uint64_t bit = 0;     // of its own among the first 64 properties; 0 for others
-  const _KVTModelPropertyMeta* meta = nullptr;
-  ClassPlan* nested = nullptr;   // the model's or the elements' class
+  std::uint8_t commaSize = 0;  // of `,"key":`; 0 when it does not fit or the key needs escapes
+  // Bits of the bytes that count in the first and the second block of it.
+  std::uint16_t firstMask = 0xFFFF;
+  std::uint16_t secondMask = 0;
   bool isTokenWritable = false;  // it may be written as it is: no slash in it
   bool keepsNumbers = false;     // of an array: whole numbers and text are of the elements' class
   bool keepsText = false;
-  char comma[kTokenRoom + 20] = {};  // a comma, and the token behind it; read in blocks of sixteen
+  std::int32_t next = 0;     // where the entry lies that followed last time, in bytes from this one
+  std::uint32_t offset = 0;  // of the member
+  std::uint64_t bit = 0;     // of its own among the first properties; 0 for what is no property
+  const _KVTModelPropertyMeta* meta = nullptr;
+  ClassPlan* nested = nullptr;  // the model's or the elements' class
+  // A comma, the key, its colon; read in blocks of sixteen. Where there is none, it is what no text has.
+  alignas(16) char comma[80];
 
-  const char* token() const noexcept { return comma + 1; }
+  Entry() noexcept { std::memset(comma, 0xFF, sizeof comma); }
 };
 static_assert(sizeof(Entry) == 128);
 
@@ -112,12 +113,12 @@ struct ClassPlan {
   }
 
   Entry& start() noexcept { return entries.front(); }
-  Entry& following(const Entry& entry) noexcept {
-    return *reinterpret_cast<Entry*>(reinterpret_cast<char*>(entries.data()) + entry.next);
+  static Entry& following(Entry& entry) noexcept {
+    return *reinterpret_cast<Entry*>(reinterpret_cast<char*>(&entry) + entry.next);
   }
-  void setFollowing(Entry& entry, const Entry& next) noexcept {
-    entry.next = static_cast<std::uint32_t>(reinterpret_cast<const char*>(&next) -
-                                            reinterpret_cast<const char*>(entries.data()));
+  static void setFollowing(Entry& entry, const Entry& next) noexcept {
+    entry.next =
+        static_cast<std::int32_t>(reinterpret_cast<const char*>(&next) - reinterpret_cast<const char*>(&entry));
   }
   std::size_t numberOf(const Entry& entry) const noexcept { return static_cast<std::size_t>(&entry - entries.data()); }
 

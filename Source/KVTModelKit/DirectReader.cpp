@@ -21,34 +21,26 @@
 namespace kvt::direct {
 namespace {
 
-/// Which properties of an object have been met: a bit for each of the first 64, the others apart and only when one of
-/// them comes.
-class Seen {
+/// Which of an object's properties have been met that have no bit of their own.
+class SeenMore {
  public:
   /// NO the second time.
-  bool mark(const Entry& entry, const ClassPlan& plan) {
-    const bool isNew = (first_ & entry.bit) == 0;
-    first_ |= entry.bit;
-    return entry.bit != 0 ? isNew : markMore(plan.numberOf(entry), plan.properties);
-  }
-
- private:
-  [[gnu::noinline]] bool markMore(std::size_t number, std::size_t properties) {
-    if (more_ == nullptr) {
+  [[gnu::noinline]] bool mark(std::size_t number, std::size_t properties) {
+    if (words_ == nullptr) {
       const std::size_t words = properties / 64 + 1;
       if (words > std::size(few_)) many_ = std::make_unique_for_overwrite<std::uint64_t[]>(words);
-      more_ = many_ != nullptr ? many_.get() : few_;
-      std::fill_n(more_, words, 0);
+      words_ = many_ != nullptr ? many_.get() : few_;
+      std::fill_n(words_, words, 0);
     }
-    std::uint64_t& word = more_[number / 64];
+    std::uint64_t& word = words_[number / 64];
     const std::uint64_t bit = std::uint64_t{1} << (number % 64);
     const bool isNew = (word & bit) == 0;
     word |= bit;
     return isNew;
   }
 
-  std::uint64_t first_ = 0;
-  std::uint64_t* more_ = nullptr;
+ private:
+  std::uint64_t* words_ = nullptr;
   std::uint64_t few_[8];
   std::unique_ptr<std::uint64_t[]> many_;
 };
@@ -100,7 +92,9 @@ class ElementStack {
 
 class Reader {
  public:
-  Reader(JSONCursor& cursor, const PlanUse& use) : cursor_(cursor), elements_(use.elements()) {}
+  Reader(JSONCursor& cursor, const PlanUse& use) : cursor_(cursor), elements_(use.elements()) {
+    tail_[kBefore - 1] = '\0';
+  }
 
   /// The text is fine, but a mapped key came twice in one object.
   bool isUnusual() const noexcept { return unusual_; }
@@ -108,27 +102,37 @@ class Reader {
   /// Fills a new object; the cursor stands on the opening brace. NO: the text is malformed, or unusual.
   ///
   /// While the text goes on as usual, the place in it is kept in a register: `p`. Whatever else comes is the cursor's,
-  /// which is told the place before and asked for it behind.
+  /// which is told the place before and asked for it behind. Before each key, kAhead bytes may be read.
   bool fill(ClassPlan& plan, Object* object) {
     if (!cursor_.enter()) return false;
-    Seen seen;
-    if (cursor_.peek() == '}') return leave();
-    const char* p = cursor_.position();
-    Entry* entry = &plan.following(plan.start());
-    if (!passToken(p, *entry)) {
+    if (cursor_.peek() == '}') return leave(cursor_.position());
+    const char* p = ahead(cursor_.position());
+    SeenMore more;
+    std::uint64_t seen = Entry::kSharedBit;
+    Entry* entry = &ClassPlan::following(plan.start());
+    if (const std::size_t size = token(p, *entry); size != 0) {
+      p += size;
+    } else {
       entry = readKey(plan, plan.start(), p);
       if (entry == nullptr) return false;
+      p = cursor_.position();
     }
     for (;;) {
       if (entry->kind == Kind::kUnknownKey) {
-        if (!skip(p)) return false;
+        p = skip(p);
+        if (p == nullptr) return false;
       } else {
-        if (!seen.mark(*entry, plan)) [[unlikely]] {
-          unusual_ = true;
-          return false;
+        if ((seen & entry->bit) != 0) [[unlikely]] {
+          if (entry->bit != Entry::kSharedBit || !more.mark(plan.numberOf(*entry), plan.properties)) {
+            unusual_ = true;
+            return false;
+          }
         }
+        seen |= entry->bit;
         char* member = reinterpret_cast<char*>(object) + entry->offset;
-        if (!passUsual(p, *entry, member)) {
+        if (const char* const behind = passUsual(p, *entry, member)) [[likely]] {
+          p = behind;
+        } else {
           cursor_.rewind(p);
           // An object of the same class within this one may make the entries move.
           const std::size_t number = plan.numberOf(*entry);
@@ -137,26 +141,43 @@ class Reader {
           p = cursor_.position();
         }
       }
+      p = ahead(p);
       Entry& previous = *entry;
-      entry = &plan.following(previous);
-      if (passKey(p, entry->comma, entry->commaSize, entry->commaMask, entry->room)) [[likely]]
+      entry = &ClassPlan::following(previous);
+      if (const std::size_t size = comma(p, *entry); size != 0) [[likely]] {
+        p += size;
         continue;
-      cursor_.rewind(p);
-      switch (afterValue()) {
-        case ',': break;
-        case '}': return leave();
-        default: return cursor_.fail(JSONError::kBadObject);
       }
-      cursor_.advance(1);
-      cursor_.peek();
-      p = cursor_.position();
-      if (passToken(p, *entry)) continue;
+      char c = *p;
+      if (c != '}' && c != ',') [[unlikely]] {
+        cursor_.rewind(p);
+        c = afterValue();
+        p = cursor_.position();
+      }
+      if (c == '}') return leave(p);
+      if (c != ',') [[unlikely]] {
+        cursor_.rewind(p);
+        return cursor_.fail(JSONError::kBadObject);
+      }
+      ++p;
+      if (static_cast<unsigned char>(*p) <= ' ') [[unlikely]] {
+        cursor_.rewind(p);
+        cursor_.peek();
+        p = ahead(cursor_.position());
+      }
+      if (const std::size_t size = token(p, *entry); size != 0) {
+        p += size;
+        continue;
+      }
       entry = findKey(plan, p);
-      if (entry != nullptr)
-        plan.setFollowing(previous, *entry);
-      else
-        entry = readKey(plan, previous, p);
+      if (entry != nullptr) {
+        ClassPlan::setFollowing(previous, *entry);
+        p += entry->commaSize - 1;
+        continue;
+      }
+      entry = readKey(plan, previous, p);
       if (entry == nullptr) return false;
+      p = cursor_.position();
     }
   }
 
@@ -203,39 +224,69 @@ class Reader {
   }
 
  private:
+  // What is looked at without asking whether it is there: the longest key, and the first two blocks of its value.
+  static constexpr std::size_t kAhead = 128;
+  static constexpr std::size_t kBefore = 16;
+
   bool leave() {
     cursor_.leave();
     return true;
+  }
+  bool leave(const char* p) {
+    cursor_.rewind(p);
+    cursor_.leave();
+    return true;
+  }
+
+  /// The place from which kAhead bytes may be read: this one, or, close to the end of the text, its twin in a copy of
+  /// the rest that has room behind it.
+  [[gnu::always_inline]] const char* ahead(const char* p) noexcept {
+    if (p <= limit_) [[likely]]
+      return p;
+    return moveToTail(p);
+  }
+  [[gnu::noinline]] const char* moveToTail(const char* p) noexcept {
+    cursor_.rewind(p);
+    const std::size_t size = cursor_.remaining();
+    char* const tail = tail_ + kBefore;
+    if (size > kAhead) return p;  // a place behind the end, which the cursor will find to be one
+    std::memcpy(tail, p, size);
+    std::memset(tail + size, 0, kAhead);
+    cursor_.moveRest(tail);
+    limit_ = tail + size;
+    end_ = limit_ + kAhead;
+    return tail;
   }
 
   /// What follows a value; behind a closing bracket the text may be at its end.
   char afterValue() { return cursor_.atEnd() ? '\0' : cursor_.peek(); }
 
-  /// Passes what was foreseen, a key and its colon, when it stands there. Behind it another 32 bytes may be read then.
-  [[gnu::always_inline]] bool passKey(const char*& p, const char* token, std::size_t size, unsigned lastMask,
-                                      std::size_t room) const noexcept {
+  /// How long the key is that was foreseen, with the comma in front and the colon behind; 0 when something else stands
+  /// there.
+  [[gnu::always_inline]] static std::size_t comma(const char* p, const Entry& entry) noexcept {
+    const unsigned same = json::Block(p).equalTo(json::Block(entry.comma));
+    if ((same & entry.firstMask) != entry.firstMask) return 0;
+    return restOfKey(p, entry) ? entry.commaSize : 0;
+  }
+  /// The same where the comma was passed, or where it is the first key. The character in front may be read.
+  [[gnu::always_inline]] static std::size_t token(const char* p, const Entry& entry) noexcept {
+    const unsigned same = json::Block(p - 1).equalTo(json::Block(entry.comma)) | 1;
+    if ((same & entry.firstMask) != entry.firstMask) return 0;
+    return restOfKey(p - 1, entry) ? entry.commaSize - 1 : 0;
+  }
+  [[gnu::always_inline]] static bool restOfKey(const char* p, const Entry& entry) noexcept {
     constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
-    if (size == 0 || static_cast<std::size_t>(end_ - p) < room) [[unlikely]]
-      return false;
-    for (std::size_t at = 0;; at += kBlock) {
-      const unsigned same = json::Block(p + at).equalTo(json::Block(token + at));
-      if (size - at <= kBlock) {
-        if ((same & lastMask) != lastMask) return false;
-        p += size;
-        return true;
-      }
-      if (same != 0xFFFF) return false;
-    }
+    if (entry.secondMask == 0) return true;
+    const unsigned same = json::Block(p + kBlock).equalTo(json::Block(entry.comma + kBlock));
+    if ((same & entry.secondMask) != entry.secondMask) return false;
+    return entry.commaSize <= 2 * kBlock ||
+           std::memcmp(p + 2 * kBlock, entry.comma + 2 * kBlock, entry.commaSize - 2 * kBlock) == 0;
   }
 
-  [[gnu::always_inline]] bool passToken(const char*& p, const Entry& entry) const noexcept {
-    return passKey(p, entry.token(), entry.tokenSize, entry.tokenMask, entry.room);
-  }
-
-  /// Passes a key that is known, short, and written without escapes and white space; null, and nothing has happened,
-  /// when it is another one. For objects whose keys come in any order.
-  [[gnu::always_inline]] Entry* findKey(ClassPlan& plan, const char*& p) noexcept {
-    if (end_ - p < 64 || *p != '"') return nullptr;
+  /// The entry of the key that stands there, when it is known, short, and written without escapes and white space. For
+  /// objects whose keys come in any order.
+  [[gnu::always_inline]] static Entry* findKey(ClassPlan& plan, const char* p) noexcept {
+    if (*p != '"') return nullptr;
     const char* const key = p + 1;
     unsigned special = json::Block(key).special();
     std::size_t size = 0;
@@ -245,41 +296,47 @@ class Reader {
       if (special == 0) return nullptr;
     }
     size += static_cast<std::size_t>(__builtin_ctz(special));
-    const char* place = p;
-    Entry* found = plan.find(key, size, [&](const Entry& entry) { return passToken(place, entry); });
-    p = place;
-    return found;
+    return plan.find(key, size, [p](const Entry& entry) { return token(p, entry) != 0; });
   }
 
   /// Reads any other key and its colon, finds its entry and remembers that it came behind `previous`. Null: the text is
   /// malformed.
-  [[gnu::noinline]] Entry* readKey(ClassPlan& plan, Entry& previous, const char*& p) {
+  [[gnu::noinline]] Entry* readKey(ClassPlan& plan, Entry& previous, const char* p) {
     cursor_.rewind(p);
     if (cursor_.peek() != '"') return cursor_.fail(JSONError::kKeyExpected), nullptr;
     JSONText key;
     if (!cursor_.readString(key)) return nullptr;
     if (cursor_.peek() != ':') return cursor_.fail(JSONError::kColonExpected), nullptr;
     cursor_.advance(1);
-    p = cursor_.position();
     const std::size_t number = plan.numberOf(previous);
     Entry& entry = plan.entryOf(key.bytes);  // may move the entries
-    plan.setFollowing(plan.entries[number], entry);
+    ClassPlan::setFollowing(plan.entries[number], entry);
     return &entry;
   }
 
-  bool skip(const char*& p) {
+  /// Behind the value of an unknown key; null when it is malformed.
+  [[gnu::always_inline]] const char* skip(const char* p) {
+    if (isAhead(p)) [[likely]] {
+      unsigned notAscii = 0;
+      if (*p == '"') {
+        if (const char* const q = endOfText(p + 1, notAscii)) return q + 1;
+      } else if (const char* const q = endOfDigits(p)) {
+        return q;
+      }
+    }
     cursor_.rewind(p);
     cursor_.peek();
-    if (!cursor_.skipValue()) return false;
-    p = cursor_.position();
-    return true;
+    return cursor_.skipValue() ? cursor_.position() : nullptr;
   }
 
-  /// Text for a text, digits for a whole number, true and false, without white space in front and not close to the end
-  /// of the document: passed and stored. NO: it is something else, and nothing has happened.
-  [[gnu::always_inline]] bool passUsual(const char*& p, const Entry& entry, char* member) {
-    if (end_ - p < 2 * json::Block::kSize) [[unlikely]]
-      return false;
+  /// Whether two blocks may be read here.
+  bool isAhead(const char* p) const noexcept { return end_ - p >= 2 * json::Block::kSize; }
+
+  /// Text for a text, digits for a whole number, true and false, without white space in front: stored, and the place
+  /// behind it. Null: it is something else, and nothing has happened.
+  [[gnu::always_inline]] const char* passUsual(const char* p, const Entry& entry, char* member) {
+    if (!isAhead(p)) [[unlikely]]
+      return nullptr;
     if (entry.kind == Kind::kText) return passText(p, member);
     switch (entry.kind) {
       case Kind::kInt8:
@@ -293,20 +350,16 @@ class Reader {
       case Kind::kDouble: return passReal(p, member);
       case Kind::kBool: {
         const bool value = std::memcmp(p, "true", 4) == 0;
-        if (!value && std::memcmp(p, "false", 5) != 0) return false;
-        p += value ? 4 : 5;
+        if (!value && std::memcmp(p, "false", 5) != 0) return nullptr;
         *reinterpret_cast<bool*>(member) = value;
-        return true;
+        return p + (value ? 4 : 5);
       }
-      default: return false;
+      default: return nullptr;
     }
   }
 
-  [[gnu::always_inline]] bool passText(const char*& p, char* member) {
-    if (*p != '"') return false;
-    const char* const start = p + 1;
-    const char* q = start;
-    unsigned notAscii = 0;
+  /// The quote that ends a text which begins here; null when something else comes first, or the end is close.
+  [[gnu::always_inline]] const char* endOfText(const char* q, unsigned& notAscii) const noexcept {
     for (;;) {
       const json::Block block(q);
       const unsigned special = block.special();
@@ -318,40 +371,50 @@ class Reader {
       }
       notAscii |= high;
       q += json::Block::kSize;
-      if (end_ - q < 2 * json::Block::kSize) [[unlikely]]
-        return false;
+      if (!isAhead(q)) [[unlikely]]
+        return nullptr;
     }
-    // At least sixteen bytes follow.
-    if (*q != '"') return false;
-    p = q + 1;
+    return *q == '"' ? q : nullptr;
+  }
+
+  [[gnu::always_inline]] const char* passText(const char* p, char* member) {
+    if (*p != '"') return nullptr;
+    const char* const start = p + 1;
+    unsigned notAscii = 0;
+    const char* const q = endOfText(start, notAscii);
+    if (q == nullptr) [[unlikely]]
+      return nullptr;
     const auto size = static_cast<std::size_t>(q - start);
     put(member, notAscii == 0 ? StringBody::createPadded<true>(heap_, textClass_, start, size)
                               : StringBody::createPadded<false>(heap_, textClass_, start, size));
-    return true;
+    return q + 1;
   }
 
-  /// Of the same width, signed and unsigned numbers keep the same bits.
+  /// Of the same width, signed and unsigned numbers keep the same bits. What might overflow, the sign of a zero, a
+  /// leading zero and all else is not for here.
   template <class T>
-  [[gnu::always_inline]] static bool passInteger(const char*& p, char* member) {
+  [[gnu::always_inline]] static const char* passInteger(const char* p, char* member) {
     const bool negative = *p == '-';
     const char* const digits = p + (negative ? 1 : 0);
-    const char* q = digits;
     std::uint64_t value = 0;
-    json::readDigits(q, q + 24, value);
-    const std::ptrdiff_t count = q - digits;
-    // What is longer might overflow; the sign of a zero, a leading zero and all else is not for here.
-    if (count > 18 || count == 0 || (*digits == '0' && (count > 1 || negative)) || *q == '.' || (*q | 0x20) == 'e')
+    const char* const q = json::passDigits(digits, value);
+    if (q == nullptr || (*digits == '0' && (q != digits + 1 || negative)) || *q == '.' || (*q | 0x20) == 'e')
         [[unlikely]] {
-      return false;
+      return nullptr;
     }
-    p = q;
     const auto result = static_cast<T>(negative ? 0 - value : value);
     std::memcpy(member, &result, sizeof result);
-    return true;
+    return q;
+  }
+
+  /// The place behind a whole number; null likewise.
+  [[gnu::always_inline]] static const char* endOfDigits(const char* p) noexcept {
+    std::uint64_t value;
+    return passInteger<std::uint64_t>(p, reinterpret_cast<char*>(&value));
   }
 
   /// Numbers of few digits and decimals: both are exact as doubles, so that one division rounds right.
-  static bool passReal(const char*& p, char* member) {
+  static const char* passReal(const char* p, char* member) {
     constexpr std::ptrdiff_t kMostDigits = 15;
     static constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                               1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
@@ -362,16 +425,15 @@ class Reader {
     std::uint64_t value = 0;
     json::readDigits(q, limit, value);
     const std::ptrdiff_t whole = q - digits;
-    if (whole == 0 || whole > kMostDigits || *q != '.' || (*digits == '0' && whole > 1)) return false;
+    if (whole == 0 || whole > kMostDigits || *q != '.' || (*digits == '0' && whole > 1)) return nullptr;
     const char* const decimals = ++q;
     json::readDigits(q, limit, value);
     const std::ptrdiff_t behind = q - decimals;
-    if (behind == 0 || whole + behind > kMostDigits || (*q | 0x20) == 'e') return false;
-    p = q;
+    if (behind == 0 || whole + behind > kMostDigits || (*q | 0x20) == 'e') return nullptr;
     const double magnitude = static_cast<double>(value) / kPowersOfTen[behind];
     const double result = negative ? -magnitude : magnitude;
     std::memcpy(member, &result, sizeof result);
-    return true;
+    return q;
   }
 
   /// Any value; the cursor stands on it or on white space in front of it.
@@ -527,11 +589,14 @@ class Reader {
   }
 
   JSONCursor& cursor_;
-  const char* const end_ = cursor_.position() + cursor_.remaining();
+  // Up to here is read, and up to there kAhead bytes follow, as far as the quick ways know.
+  const char* end_ = cursor_.position() + cursor_.remaining();
+  const char* limit_ = end_ - kAhead;
   ClassBody* const textClass_ = StringBody::immutableClass();
   memory::Heap* heap_ = memory::threadHeap;
   ElementStack elements_;
   bool unusual_ = false;
+  char tail_[kBefore + 2 * kAhead];
 };
 
 /// A top level that begins with this character, in plain UTF-8: no byte order mark, and none of the NULs of wider

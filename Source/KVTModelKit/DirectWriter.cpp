@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kDeepestModel = 256;
 /// For a key and any number, or the quotes of a text, in whole blocks.
-constexpr std::size_t kRoom = Entry::kTokenRoom + 64;
+constexpr std::size_t kRoom = sizeof(Entry::comma) + 48;
 
 class Writer {
  public:
