@@ -91,11 +91,9 @@ inline bool isInPage(const void* memory) noexcept {
   return reinterpret_cast<std::uintptr_t>(memory) - region.begin < region.size;
 }
 
-/// `heap` is the thread's, for callers that look it up once for many blocks. It may have become another one when this
-/// returns.
-inline void* allocateBlock(Heap* heap, std::size_t size) {
+inline void* allocateBlock(std::size_t size) {
   if (size <= kLargestBlock) [[likely]] {
-    Block*& free = heap->free[(size + kGrain - 1) / kGrain];
+    Block*& free = threadHeap->free[(size + kGrain - 1) / kGrain];
     if (Block* block = free) [[likely]] {
       free = block->next;
       return block;
@@ -103,7 +101,6 @@ inline void* allocateBlock(Heap* heap, std::size_t size) {
   }
   return allocateSlowly(size);
 }
-inline void* allocateBlock(std::size_t size) { return allocateBlock(threadHeap, size); }
 
 inline void deallocateBlock(void* memory) noexcept {
   if (!isInPage(memory)) [[unlikely]] {
@@ -131,11 +128,25 @@ inline void deallocateBlock(void* memory) noexcept {
 
 #ifdef KVT_SANITIZED
 KVT_EXPORT void* allocate(std::size_t size);
-inline void* allocate(Heap*, std::size_t size) { return allocate(size); }
+template <std::size_t kMost>
+void* allocateFewGrains(Heap*, std::size_t grains) {
+  return allocate(grains * kGrain);
+}
 inline void deallocate(void* memory) noexcept { std::free(memory); }
 #else
 inline void* allocate(std::size_t size) { return allocateBlock(size); }
-inline void* allocate(Heap* heap, std::size_t size) { return allocateBlock(heap, size); }
+/// So many times kGrain bytes, at most kMost. `heap` is the thread's, for callers that look it up once for many blocks;
+/// it may have become another one when this returns.
+template <std::size_t kMost>
+void* allocateFewGrains(Heap* heap, std::size_t grains) {
+  static_assert(kMost < kSizes);
+  Block*& free = heap->free[grains];
+  if (Block* block = free) [[likely]] {
+    free = block->next;
+    return block;
+  }
+  return allocateSlowly(grains * kGrain);
+}
 inline void deallocate(void* memory) noexcept { deallocateBlock(memory); }
 #endif
 

@@ -228,14 +228,14 @@ PropertyListValue BinaryPropertyListWriter::text(std::string_view text) {
 }
 
 PropertyListValue BinaryPropertyListWriter::text(const StringBody& text) {
-  if (text.form == StringBody::Form::kASCII) return ascii({text.bytes, text.size});
-  if (text.form == StringBody::Form::kUTF8) return this->text({text.bytes, text.size});
+  if (text.form == StringBody::Form::kASCII) return ascii({text.bytes(), text.size});
+  if (text.form == StringBody::Form::kUTF8) return this->text({text.bytes(), text.size});
   // Mutable text may have become ASCII since it was changed to units.
-  if (unicode::isASCII(text.units, text.size)) return ascii(text.utf8());
+  if (unicode::isASCII(text.units(), text.size)) return ascii(text.utf8());
   reserve(std::size_t{text.size} * 2 + kMaximumHead);
   const std::size_t start = size();
   head(0x60, text.size);
-  for (std::size_t i = 0; i < text.size; ++i) p_ = store(p_, static_cast<std::uint16_t>(text.units[i]));
+  for (std::size_t i = 0; i < text.size; ++i) p_ = store(p_, static_cast<std::uint16_t>(text.units()[i]));
   return close(start);
 }
 

@@ -380,18 +380,11 @@ bool JSONCursor::resolveEscapes(const char* start, const char* p, JSONText& text
 bool JSONCursor::readEscape(const char*& p, char*& out) noexcept {
   const char* const escape = p;
   p += 2;
-  switch (escape[1]) {
-    case '"': *out++ = '"'; return true;
-    case '\\': *out++ = '\\'; return true;
-    case '/': *out++ = '/'; return true;
-    case 'b': *out++ = '\b'; return true;
-    case 'f': *out++ = '\f'; return true;
-    case 'n': *out++ = '\n'; return true;
-    case 'r': *out++ = '\r'; return true;
-    case 't': *out++ = '\t'; return true;
-    case 'u': break;
-    default: return failAt(JSONError::kBadEscape, escape);
+  if (const char c = json::letterOfEscape(escape[1]); c != '\0') {
+    *out++ = c;
+    return true;
   }
+  if (escape[1] != 'u') return failAt(JSONError::kBadEscape, escape);
   unsigned unit = 0;
   if (!readHexUnit(p, end_, unit)) return failAt(JSONError::kBadEscape, escape);
   p += 4;

@@ -230,6 +230,21 @@ inline void readDigits(const char*& p, const char* end, std::uint64_t& value) no
   return p == digits || p - digits > 18 ? nullptr : p;
 }
 
+/// What a backslash and this letter stand for; NUL for `u` and for what is no escape.
+inline char letterOfEscape(char letter) noexcept {
+  switch (letter) {
+    case '"':
+    case '\\':
+    case '/': return letter;
+    case 'b': return '\b';
+    case 'f': return '\f';
+    case 'n': return '\n';
+    case 'r': return '\r';
+    case 't': return '\t';
+    default: return '\0';
+  }
+}
+
 }  // namespace json
 
 class KVT_EXPORT JSONCursor {

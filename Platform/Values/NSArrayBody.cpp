@@ -47,6 +47,13 @@ ArrayBody* ArrayBody::create(ValueKind kind, std::size_t capacity) {
   return ::new (memory) ArrayBody(kind, capacity);
 }
 
+ArrayBody* ArrayBody::createWith(ValueKind kind, Object* const* elements, std::size_t count) {
+  ArrayBody* body = create(kind, count);
+  for (std::size_t i = 0; i < count; ++i) ::new (static_cast<void*>(body->items + i)) id(adopt, elements[i]);
+  body->count = count;
+  return body;
+}
+
 ArrayBody* ArrayBody::createCopy(ValueKind kind, const id* objects, std::size_t count) {
   ArrayBody* body = create(kind, count);
   for (std::size_t i = 0; i < count; ++i) body->appendUnchecked(id(objects[i]));

@@ -16,6 +16,8 @@ namespace kvt {
 struct KVT_EXPORT ArrayBody final : Object {
   /// Room for `capacity` elements in the same allocation.
   static ArrayBody* create(ValueKind kind, std::size_t capacity);
+  /// Takes over the elements' references.
+  static ArrayBody* createWith(ValueKind kind, Object* const* elements, std::size_t count);
   /// Shares the elements.
   static ArrayBody* createCopy(ValueKind kind, const id* objects, std::size_t count);
   static const ArrayBody* of(const Object* object) noexcept {

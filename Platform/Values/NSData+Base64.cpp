@@ -112,7 +112,7 @@ NSString NSData::base64EncodedStringWithOptions(NSUInteger options) const {
   const Lines lines = linesFrom(options);
   const std::size_t size = encodedSize(length(), lines);
   StringBody* body = StringBody::createUninitialized(size, true);
-  encode(view(), lines, body->bytes);
+  encode(view(), lines, body->bytes());
   body->finish(size, true);
   return NSString(adopt, body);
 }

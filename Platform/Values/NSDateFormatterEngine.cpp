@@ -251,7 +251,7 @@ std::optional<double> DateFormatterEngine::parsePlain(const NSString& text) cons
   const StringBody* body = StringBody::of(text.object());
   if (!readsPlain_ || !body->isASCII()) return std::nullopt;
   FixedWallTime time;
-  if (parseFixedWallTime(body->bytes, body->size, layout_, &time) != FixedDateResult::kParsed) return std::nullopt;
+  if (parseFixedWallTime(body->bytes(), body->size, layout_, &time) != FixedDateResult::kParsed) return std::nullopt;
   const auto wall = static_cast<double>(time.milliseconds);
   if (layout_.hasZone()) return wall - time.offset * 1000.0;
   if (constantOffset_) return wall - *constantOffset_ * 1000.0;

@@ -46,6 +46,10 @@ struct KVT_EXPORT NumberBody final : Object {
     return new NumberBody(type, value);
   }
   static NumberBody* create(std::int64_t value) { return create(Type::kInt64, value); }
+  /// Null when this number is not shared.
+  static NumberBody* sharedFor(std::int64_t value) {
+    return value >= kFirstShared && value <= kLastShared ? sharedNumbers() + (value - kFirstShared) : nullptr;
+  }
   static NumberBody* create(std::uint64_t value) { return new NumberBody(value); }
   static NumberBody* create(double value) { return new NumberBody(Type::kDouble, value); }
 

@@ -114,7 +114,7 @@ NSComparisonResult compareRange(const NSString& self, const NSString& other, NSU
   const NSUInteger folding = options & kFoldingOptions;
   std::strong_ordering order = std::strong_ordering::equal;
   if (a.isASCII() && b.isASCII() && (folding & NSNumericSearch) == 0) {
-    const std::string_view text(a.bytes + range.location, range.length);
+    const std::string_view text(a.bytes() + range.location, range.length);
     order = (folding & NSCaseInsensitiveSearch) != 0 ? compareIgnoringASCIICase(text, b.utf8()) : text <=> b.utf8();
   } else if (folding == 0 && (options & NSLiteralSearch) != 0) {
     order = detail::orderText(whole ? self : slice(a, range.location, range.length), other);

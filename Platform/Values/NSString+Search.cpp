@@ -83,7 +83,7 @@ NSRange findLiteral(const StringBody& body, const StringBody& what, NSUInteger o
   if (body.isASCII()) {
     const std::string_view bytes = what.utf8();
     if (bytes.size() != what.length()) return kNotFound;  // something in it is not ASCII
-    return rangeFromExact(findExact(std::string_view(body.bytes + range.location, range.length), bytes, options), range,
+    return rangeFromExact(findExact(std::string_view(body.bytes() + range.location, range.length), bytes, options), range,
                           bytes.size());
   }
   const bool whole = range.location == 0 && range.length == body.length();
@@ -318,7 +318,7 @@ NSRange find(const StringBody& body, const StringBody& what, NSUInteger options,
     if (findCanonicallySimple(body, what, options, range, found)) return found;
   } else if (folding.ignoresCase && !folding.ignoresMarks && !folding.ignoresWidth && body.isASCII() &&
              what.isASCII() && what.size <= 2 * kShortPattern) {
-    return findIgnoringASCIICase({body.bytes + range.location, range.length}, what.utf8(), options, range);
+    return findIgnoringASCIICase({body.bytes() + range.location, range.length}, what.utf8(), options, range);
   }
   const std::u32string pattern = folded(what, folding);
   if (pattern.empty()) return kNotFound;

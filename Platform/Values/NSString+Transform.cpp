@@ -75,7 +75,7 @@ NSString replaceFound(const NSString& text, const NSString& target, const NSStri
 template <class Map>
 NSString mapASCII(const StringBody& body, Map map) {
   StringBody* result = StringBody::createUninitialized(body.size, true);
-  for (std::size_t i = 0; i < body.size; ++i) result->bytes[i] = map(body.bytes[i]);
+  for (std::size_t i = 0; i < body.size; ++i) result->bytes()[i] = map(body.bytes()[i]);
   return wrap(result);
 }
 

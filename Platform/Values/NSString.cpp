@@ -110,7 +110,7 @@ void NSString::getCharacters_range(unichar* buffer, NSRange range) const {
   checkRange(range, body.length(), "-[NSString getCharacters:range:]");
   if (range.length == 0) return;
   if (body.isASCII())
-    unicode::toUTF16(body.bytes + range.location, range.length, buffer);
+    unicode::toUTF16(body.bytes() + range.location, range.length, buffer);
   else
     std::copy_n(body.utf16() + range.location, range.length, buffer);
 }
@@ -122,7 +122,7 @@ std::string NSString::str() const {
   if (!*this) return std::string();
   const StringBody& body = bodyOf(*this);
   const std::string_view text = body.utf8();
-  return text.data() != nullptr ? std::string(text) : unicode::toUTF8(std::u16string_view(body.units, body.size));
+  return text.data() != nullptr ? std::string(text) : unicode::toUTF8(std::u16string_view(body.units(), body.size));
 }
 
 std::u16string NSString::u16str() const {
@@ -184,7 +184,7 @@ bool equalText(const NSString& a, std::string_view utf8) noexcept {
   std::size_t i = 0, k = 0;
   if (!unicode::isUTF8(utf8.data(), utf8.size())) return false;
   while (i < body.size && k < utf8.size()) {
-    if (unicode::next(body.units, body.size, i) != unicode::next(utf8.data(), k)) return false;
+    if (unicode::next(body.units(), body.size, i) != unicode::next(utf8.data(), k)) return false;
   }
   return i == body.size && k == utf8.size();
 }
@@ -229,7 +229,7 @@ NSString joinText(const NSString& a, const NSString& b) {
     return fromUTF16(joined.append(head.view()).append(tail.view()));
   }
   StringBody* body = StringBody::createUninitialized(x.size() + y.size(), left.isASCII() && right.isASCII());
-  std::copy(y.begin(), y.end(), std::copy(x.begin(), x.end(), body->bytes));
+  std::copy(y.begin(), y.end(), std::copy(x.begin(), x.end(), body->bytes()));
   return wrap(body);
 }
 
@@ -263,7 +263,7 @@ void raiseRange(const char* selector, NSRange range, NSUInteger length) {
 NSString slice(const StringBody& body, NSUInteger location, NSUInteger length) {
   if (length == 0) return emptyText();
   if (length == body.length()) return wrap(StringBody::createCopy(body));
-  if (body.isASCII()) return wrap(StringBody::create(body.bytes + location, length, true));
+  if (body.isASCII()) return wrap(StringBody::create(body.bytes() + location, length, true));
   return wrap(StringBody::createFromUTF16({body.utf16() + location, length}));
 }
 

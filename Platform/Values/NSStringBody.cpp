@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include <KVTPlatform/Runtime/ObjectMemory.h>
 #include <KVTPlatform/Runtime/Raise.h>
@@ -93,39 +94,31 @@ constinit std::atomic<ClassBody*> StringBody::knownClass = nullptr;
 
 ClassBody* StringBody::findClass() noexcept { return classOf<NSString>().body(); }
 
-StringBody::StringBody(ValueKind kind, Form textForm, bool withSide)
+StringBody::StringBody(ValueKind kind, Form textForm)
     : Object(kind == kStringKind ? classOf<NSString>() : classOf<NSMutableString>(), objectKind(kind)),
       form(textForm),
-      hasSide(withSide),
-      size(0),
-      bytes(nullptr) {
-  if (kind != kStringKind) return;
+      start(kind == kStringKind ? headerSize(false) : 0),
+      size(0) {
+  if (kind != kStringKind) {
+    ::new (static_cast<void*>(this + 1)) MutableSide();
+    return;
+  }
+  ::new (static_cast<void*>(this + 1)) Side();
   ObjectAccess::markImmutableValue(this);
   ObjectAccess::markDestructorNeedless(this);  // until it has a view
 }
 
-StringBody* StringBody::allocate(ValueKind kind, Form form, bool hasSide, std::size_t extraBytes) {
-  if (extraBytes > 2 * kMaximumSize + 2) raiseTooLong();
-  const std::size_t header = sizeof(StringBody) + (hasSide ? sizeof(Side) : 0);
-  void* memory = kvt::memory::allocate(header + extraBytes);
-  auto* body = ::new (memory) StringBody(kind, form, hasSide);
-  if (hasSide) ::new (static_cast<void*>(body + 1)) Side();
-  body->bytes = extraBytes != 0 ? static_cast<char*>(memory) + header : nullptr;
-  return body;
-}
-
 StringBody* StringBody::createUninitialized(std::size_t size, bool isASCII) {
   if (size > kMaximumSize) raiseTooLong();
-  const std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
-  auto* memory = static_cast<char*>(kvt::memory::allocate(header + size + 1));
-  auto* body = ::new (static_cast<void*>(memory)) StringBody(immutableClass(), memory + header, size, isASCII);
-  body->bytes[size] = '\0';
+  void* memory = kvt::memory::allocate(headerSize(isASCII) + size + 1);
+  auto* body = ::new (memory) StringBody(immutableClass(), size, isASCII);
+  body->inlineBytes()[size] = '\0';
   return body;
 }
 
 void StringBody::finish(std::size_t written, bool isASCII) noexcept {
   size = static_cast<std::uint32_t>(written);
-  bytes[written] = '\0';
+  bytes()[written] = '\0';
   if (isASCII) form = Form::kASCII;
 }
 
@@ -139,23 +132,25 @@ StringBody* StringBody::createFromUTF16(std::u16string_view text) {
   bool wellFormed = true;
   const std::size_t bytes = unicode::utf8Length(text.data(), text.size(), &wellFormed);
   if (!wellFormed) {
-    StringBody* body = allocate(kStringKind, Form::kUTF16, true, (text.size() + 1) * 2);
-    std::memcpy(body->units, text.data(), text.size() * 2);
-    body->units[text.size()] = 0;
+    void* memory = kvt::memory::allocate(headerSize(false) + (text.size() + 1) * 2);
+    auto* body = ::new (memory) StringBody(kStringKind, Form::kUTF16);
+    std::memcpy(body->units(), text.data(), text.size() * 2);
+    body->units()[text.size()] = 0;
     body->size = static_cast<std::uint32_t>(text.size());
     body->side().viewSize.store(Side::kNone, std::memory_order_relaxed);
     return body;
   }
   StringBody* body = createUninitialized(bytes, bytes == text.size());
-  unicode::toUTF8(text.data(), text.size(), body->bytes);
+  unicode::toUTF8(text.data(), text.size(), body->bytes());
   return body;
 }
 
 StringBody* StringBody::createMutable(std::size_t capacity) {
-  StringBody* body = allocate(kMutableStringKind, Form::kASCII, true, 0);
+  void* memory = kvt::memory::allocate(sizeof(StringBody) + sizeof(MutableSide));
+  auto* body = ::new (memory) StringBody(kMutableStringKind, Form::kASCII);
   NSMutableString owner(adopt, body);
   body->reserve(capacity);
-  body->bytes[0] = '\0';
+  body->bytes()[0] = '\0';
   return static_cast<StringBody*>(owner.detach());
 }
 
@@ -170,13 +165,13 @@ StringBody* StringBody::createCopy(const StringBody& other) {
     ObjectAccess::retain(&other);
     return const_cast<StringBody*>(&other);
   }
-  if (other.form == Form::kUTF16) return createFromUTF16({other.units, other.size});
-  return create(other.bytes, other.size, other.isASCII());
+  if (other.form == Form::kUTF16) return createFromUTF16({other.units(), other.size});
+  return create(other.bytes(), other.size, other.isASCII());
 }
 
 StringBody::~StringBody() {
-  if (hasSide) std::free(side().view.load(std::memory_order_acquire));
-  if (isMutable()) std::free(bytes);
+  if (hasSide()) std::free(side().view.load(std::memory_order_acquire));
+  if (isMutable()) std::free(mutableSide().buffer);
 }
 
 // ---- reading -------------------------------------------------------------------------------------------------------
@@ -184,7 +179,7 @@ StringBody::~StringBody() {
 std::uint32_t StringBody::lengthOfUTF8() const noexcept {
   std::uint32_t length = side().viewSize.load(std::memory_order_relaxed);
   if (length == Side::kUnknown) {
-    length = static_cast<std::uint32_t>(unicode::utf16Length(bytes, size));
+    length = static_cast<std::uint32_t>(unicode::utf16Length(bytes(), size));
     side().viewSize.store(length, std::memory_order_relaxed);
   }
   return length;
@@ -194,7 +189,7 @@ const char16_t* StringBody::utf16View() const {
   void* view = side().view.load(std::memory_order_acquire);
   if (view != nullptr) return static_cast<const char16_t*>(view);
   auto* fresh = static_cast<char16_t*>(allocateBytes((static_cast<std::size_t>(length()) + 1) * 2));
-  unicode::toUTF16(bytes, size, fresh);
+  unicode::toUTF16(bytes(), size, fresh);
   fresh[length()] = 0;
   if (!isMutable()) ObjectAccess::markDestructorNeeded(this);
   // Threads that ask at the same time make the same units; all but the first throw theirs away.
@@ -210,13 +205,13 @@ std::string_view StringBody::utf8View() const {
   void* view = side().view.load(std::memory_order_acquire);
   if (view != nullptr) return {static_cast<const char*>(view), side().viewSize.load(std::memory_order_relaxed)};
   bool wellFormed = true;
-  const std::size_t count = unicode::utf8Length(units, size, &wellFormed);
+  const std::size_t count = unicode::utf8Length(units(), size, &wellFormed);
   if (!wellFormed) {
     side().viewSize.store(Side::kNone, std::memory_order_relaxed);
     return {};
   }
   auto* fresh = static_cast<char*>(allocateBytes(count + 1));
-  unicode::toUTF8(units, size, fresh);
+  unicode::toUTF8(units(), size, fresh);
   fresh[count] = '\0';
   if (!isMutable()) ObjectAccess::markDestructorNeeded(this);
   side().viewSize.store(static_cast<std::uint32_t>(count), std::memory_order_relaxed);
@@ -237,7 +232,7 @@ std::uint32_t StringBody::hash() const {
   const std::string_view text = utf8();
   const std::uint32_t hash = text.data() != nullptr
                                  ? hashBytes(text.data(), text.size())
-                                 : hashBytes(reinterpret_cast<const char*>(units), size * std::size_t{2});
+                                 : hashBytes(reinterpret_cast<const char*>(units()), size * std::size_t{2});
   if (cacheable) cachedHash.store(hash, std::memory_order_relaxed);
   return hash;
 }
@@ -245,7 +240,7 @@ std::uint32_t StringBody::hash() const {
 bool StringBody::equal(const StringBody& a, const StringBody& b) {
   if (a.form == b.form) {
     return a.size == b.size &&
-           std::memcmp(a.bytes, b.bytes, a.form == Form::kUTF16 ? a.size * std::size_t{2} : a.size) == 0;
+           std::memcmp(a.bytes(), b.bytes(), a.form == Form::kUTF16 ? a.size * std::size_t{2} : a.size) == 0;
   }
   if (a.length() != b.length()) return false;
   // UTF-8 bodies are not always flagged as finely as they could be (mutable text keeps its form when it shrinks).
@@ -264,15 +259,16 @@ void StringBody::dropView() noexcept {
 void StringBody::reserve(std::size_t needed) {
   const std::size_t width = form == Form::kUTF16 ? 2 : 1;
   const std::uint32_t capacity = side().capacity;
-  if (bytes != nullptr && needed <= capacity) return;
+  void*& buffer = mutableSide().buffer;
+  if (buffer != nullptr && needed <= capacity) return;
   if (needed > kMaximumSize) raiseTooLong();
   std::size_t grown = capacity + std::size_t{capacity} / 2;
   if (grown < 24) grown = 23;
   if (grown < needed) grown = needed;
   if (grown > kMaximumSize) grown = kMaximumSize;
-  void* memory = std::realloc(bytes, (grown + 1) * width);
+  void* memory = std::realloc(buffer, (grown + 1) * width);
   if (memory == nullptr) throw std::bad_alloc();
-  bytes = static_cast<char*>(memory);
+  buffer = memory;
   side().capacity = static_cast<std::uint32_t>(grown);
 }
 
@@ -295,11 +291,10 @@ void StringBody::becomeUTF16() {
     side().view.store(nullptr, std::memory_order_relaxed);
   } else {
     fresh = static_cast<char16_t*>(allocateBytes((std::size_t{count} + 1) * 2));
-    unicode::toUTF16(bytes, size, fresh);
+    unicode::toUTF16(bytes(), size, fresh);
     fresh[count] = 0;
   }
-  std::free(bytes);
-  units = fresh;
+  std::free(std::exchange(mutableSide().buffer, fresh));
   size = count;
   side().capacity = count;
   side().viewSize.store(Side::kUnknown, std::memory_order_relaxed);
@@ -312,9 +307,9 @@ void StringBody::appendUTF8(const char* text, std::size_t count, bool ascii) {
     becomeUTF16();
     const std::size_t added = ascii ? count : unicode::utf16Length(text, count);
     reserve(size + added);
-    unicode::toUTF16(text, count, units + size);
+    unicode::toUTF16(text, count, units() + size);
     size += static_cast<std::uint32_t>(added);
-    units[size] = 0;
+    units()[size] = 0;
     dropView();
     return;
   }
@@ -327,9 +322,9 @@ void StringBody::appendUTF8(const char* text, std::size_t count, bool ascii) {
       side().viewSize.store(known + static_cast<std::uint32_t>(added), std::memory_order_relaxed);
     }
   }
-  std::memcpy(bytes + size, text, count);
+  std::memcpy(bytes() + size, text, count);
   size += static_cast<std::uint32_t>(count);
-  bytes[size] = '\0';
+  bytes()[size] = '\0';
 }
 
 void StringBody::appendUTF16(const char16_t* text, std::size_t count) {
@@ -346,16 +341,16 @@ void StringBody::appendUTF16(const char16_t* text, std::size_t count) {
         side().viewSize.store(known + static_cast<std::uint32_t>(count), std::memory_order_relaxed);
       }
     }
-    unicode::toUTF8(text, count, bytes + size);
+    unicode::toUTF8(text, count, bytes() + size);
     size += static_cast<std::uint32_t>(added);
-    bytes[size] = '\0';
+    bytes()[size] = '\0';
     return;
   }
   becomeUTF16();
   reserve(size + count);
-  std::memcpy(units + size, text, count * 2);
+  std::memcpy(units() + size, text, count * 2);
   size += static_cast<std::uint32_t>(count);
-  units[size] = 0;
+  units()[size] = 0;
   dropView();
 }
 
@@ -364,9 +359,9 @@ void StringBody::append(const StringBody& other) {
     const NSString copy(adopt, createCopy(other));
     append(*static_cast<const StringBody*>(copy.object()));
   } else if (other.form == Form::kUTF16) {
-    appendUTF16(other.units, other.size);
+    appendUTF16(other.units(), other.size);
   } else {
-    appendUTF8(other.bytes, other.size, other.isASCII());
+    appendUTF8(other.bytes(), other.size, other.isASCII());
   }
 }
 
@@ -379,22 +374,22 @@ void StringBody::replace(std::size_t location, std::size_t length, const StringB
   if (tail == 0 && length == 0) return append(by);
   if (form == Form::kASCII && by.isASCII()) {
     reserve(size - length + by.size);
-    std::memmove(bytes + location + by.size, bytes + location + length, tail);
-    std::memcpy(bytes + location, by.bytes, by.size);
+    std::memmove(bytes() + location + by.size, bytes() + location + length, tail);
+    std::memcpy(bytes() + location, by.bytes(), by.size);
     size = static_cast<std::uint32_t>(size - length + by.size);
-    bytes[size] = '\0';
+    bytes()[size] = '\0';
     return;
   }
   becomeUTF16();
   const std::size_t added = by.length();
   reserve(size - length + added);
-  std::memmove(units + location + added, units + location + length, tail * 2);
+  std::memmove(units() + location + added, units() + location + length, tail * 2);
   if (by.form == Form::kUTF16)
-    std::memcpy(units + location, by.units, added * 2);
+    std::memcpy(units() + location, by.units(), added * 2);
   else
-    unicode::toUTF16(by.bytes, by.size, units + location);
+    unicode::toUTF16(by.bytes(), by.size, units() + location);
   size = static_cast<std::uint32_t>(size - length + added);
-  units[size] = 0;
+  units()[size] = 0;
   dropView();
 }
 
@@ -403,7 +398,7 @@ void StringBody::clear() noexcept {
   if (form == Form::kUTF16) side().capacity = side().capacity * 2 + 1;
   form = Form::kASCII;
   size = 0;
-  bytes[0] = '\0';
+  bytes()[0] = '\0';
 }
 
 // ---- UTF16Text -----------------------------------------------------------------------------------------------------
@@ -418,7 +413,7 @@ UTF16Text::UTF16Text(const StringBody& body) : size_(body.length()) {
     units = new char16_t[size_ + 1];
     owned_ = true;
   }
-  unicode::toUTF16(body.bytes, body.size, units);
+  unicode::toUTF16(body.bytes(), body.size, units);
   units[size_] = 0;
   data_ = units;
 }

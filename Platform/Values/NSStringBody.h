@@ -5,8 +5,8 @@
 // and are published atomically. Text that has no UTF-8 form (a surrogate stands alone) is kept as UTF-16.
 //
 //     StringBody* body = StringBody::createUninitialized(bound, false);   // a parser unescapes straight into it
-//     char* end = unescape(input, body->bytes);
-//     body->finish(end - body->bytes, false);
+//     char* end = unescape(input, body->bytes());
+//     body->finish(end - body->bytes(), false);
 //     NSString text(adopt, body);
 //
 // Mutable text has its characters in a buffer of its own, which grows by half. It starts as ASCII, becomes UTF-8 with
@@ -36,6 +36,10 @@ struct KVT_EXPORT StringBody final : Object {
     mutable std::atomic<std::uint32_t> viewSize{kUnknown};
     std::uint32_t capacity = 0;  // of mutable text, in units of its form, the NUL excluded
   };
+  /// Mutable text keeps its characters elsewhere.
+  struct MutableSide : Side {
+    void* buffer = nullptr;
+  };
 
   /// The longest text, in bytes: what ICU can count. Longer text raises NSMallocException.
   static constexpr std::size_t kMaximumSize = INT32_MAX - 16;
@@ -44,37 +48,35 @@ struct KVT_EXPORT StringBody final : Object {
   static StringBody* create(const char* utf8, std::size_t size, bool isASCII) {
     if (size > kMaximumSize) [[unlikely]]
       raiseTooLong();
-    const std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
-    auto* memory = static_cast<char*>(memory::allocate(header + size + 1));
-    auto* body = ::new (static_cast<void*>(memory)) StringBody(immutableClass(), memory + header, size, isASCII);
-    copyBytes(body->bytes, utf8, size);
-    body->bytes[size] = '\0';
+    auto* memory = memory::allocate(headerSize(isASCII) + size + 1);
+    auto* body = ::new (memory) StringBody(immutableClass(), size, isASCII);
+    char* const to = body->inlineBytes();
+    copyBytes(to, utf8, size);
+    to[size] = '\0';
     return body;
   }
   /// The same of a text behind which another sixteen bytes may be read, no longer than kMaximumSize.
   template <bool isASCII>
   static StringBody* createPadded(memory::Heap* heap, ClassBody* textClass, const char* utf8, std::size_t size) {
-    constexpr std::size_t header = sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
-    auto* memory = static_cast<char*>(memory::allocate(heap, (header + size + 16) & ~std::size_t{15}));
-    auto* body = ::new (static_cast<void*>(memory)) StringBody(textClass, memory + header, size, isASCII);
-    // The header ends eight bytes before a boundary: that is the room behind the text.
-    static_assert(sizeof(StringBody) % 16 == 8 && sizeof(Side) % 16 == 0);
-    char* to = memory + header;
-    if (size < 8) {
-      std::memcpy(to, utf8, 8);
-    } else if (size < 256) {
-      std::memcpy(to, utf8, 8);
-      for (std::size_t at = 8; at < size; at += 16) {
-        std::memcpy(to + at, utf8 + at, 16);
-        __asm__("" : "+r"(to));  // or compilers make the loop a call of memcpy
-      }
-    } else {
-      std::memcpy(to, utf8, size);
-    }
+    // Whole grains behind the header: they hold the text, its NUL, and what is copied beyond.
+    constexpr std::size_t header = headerSize(isASCII);
+    static_assert(header % memory::kGrain == 0 && memory::kGrain == 16);
+    if (size >= 256) [[unlikely]]
+      return create(utf8, size, isASCII);
+    auto* memory = memory::allocateFewGrains<header / memory::kGrain + 256 / memory::kGrain>(
+        heap, header / memory::kGrain + size / memory::kGrain + 1);
+    auto* body = ::new (memory) StringBody(textClass, size, isASCII);
+    char* to = static_cast<char*>(memory) + header;
+    std::size_t at = 0;
+    do {
+      std::memcpy(to + at, utf8 + at, 16);
+      __asm__("" : "+r"(to));  // or compilers make the loop a call of memcpy
+      at += 16;
+    } while (at < size);
     to[size] = '\0';
     return body;
   }
-  /// Room for `size` bytes of valid UTF-8, to be written to `bytes` and closed by `finish`.
+  /// Room for `size` bytes of valid UTF-8, to be written to `bytes()` and closed by `finish`.
   static StringBody* createUninitialized(std::size_t size, bool isASCII);
   /// Cuts uninitialised text to what was written (at most what was asked for). A body made for any text may turn out
   /// ASCII; one made for ASCII must be.
@@ -97,11 +99,11 @@ struct KVT_EXPORT StringBody final : Object {
   /// UTF-16 units.
   std::uint32_t length() const noexcept { return form == Form::kUTF8 ? lengthOfUTF8() : size; }
   /// NUL-terminated; null data for text that has no UTF-8 form. Valid while the body lives and is not changed.
-  std::string_view utf8() const { return form == Form::kUTF16 ? utf8View() : std::string_view(bytes, size); }
+  std::string_view utf8() const { return form == Form::kUTF16 ? utf8View() : std::string_view(bytes(), size); }
   /// The units of text that is not ASCII. Valid likewise.
-  const char16_t* utf16() const { return form == Form::kUTF16 ? units : utf16View(); }
+  const char16_t* utf16() const { return form == Form::kUTF16 ? units() : utf16View(); }
   char16_t at(std::size_t index) const {
-    return form == Form::kASCII ? static_cast<char16_t>(bytes[index]) : utf16()[index];
+    return form == Form::kASCII ? static_cast<char16_t>(bytes()[index]) : utf16()[index];
   }
   /// The same for equal text, however it is kept; never 0.
   std::uint32_t hash() const;
@@ -117,14 +119,14 @@ struct KVT_EXPORT StringBody final : Object {
   void replace(std::size_t location, std::size_t length, const StringBody& by);
   void clear() noexcept;
 
+  /// The characters of ASCII and UTF-8 text, and of UTF-16 text.
+  char* bytes() const noexcept { return static_cast<char*>(characters()); }
+  char16_t* units() const noexcept { return static_cast<char16_t*>(characters()); }
+
   Form form;
-  bool hasSide;
+  std::uint8_t start;  // of the characters, in bytes from the body's begin; 0 for those of mutable text
   mutable std::atomic<std::uint32_t> cachedHash{0};
   std::uint32_t size;  // bytes of ASCII and UTF-8, units of UTF-16
-  union {
-    char* bytes;
-    char16_t* units;
-  };
 
   ~StringBody();
 
@@ -137,16 +139,20 @@ struct KVT_EXPORT StringBody final : Object {
   }
 
  private:
-  StringBody(ValueKind kind, Form form, bool hasSide);
-  /// Immutable text; the room at `storage` is filled by the caller.
-  StringBody(ClassBody* textClass, char* storage, std::size_t byteCount, bool isASCII) noexcept
+  StringBody(ValueKind kind, Form form);
+  /// Immutable text; the room behind it is filled by the caller.
+  StringBody(ClassBody* textClass, std::size_t byteCount, bool isASCII) noexcept
       : Object(textClass, objectKind(kStringKind), kPlainValue),
         form(isASCII ? Form::kASCII : Form::kUTF8),
-        hasSide(!isASCII),
-        size(static_cast<std::uint32_t>(byteCount)),
-        bytes(storage) {
+        start(static_cast<std::uint8_t>(headerSize(isASCII))),
+        size(static_cast<std::uint32_t>(byteCount)) {
     if (!isASCII) ::new (static_cast<void*>(this + 1)) Side();
   }
+  /// What lies in front of immutable text. ASCII text needs no side record.
+  static constexpr std::size_t headerSize(bool isASCII) noexcept;
+  bool hasSide() const noexcept { return start != headerSize(true); }
+  char* inlineBytes() const noexcept { return reinterpret_cast<char*>(const_cast<StringBody*>(this)) + start; }
+  void* characters() const noexcept { return start != 0 ? inlineBytes() : mutableSide().buffer; }
   [[noreturn]] static void raiseTooLong();
   static ClassBody* findClass() noexcept;
   static constinit std::atomic<ClassBody*> knownClass;
@@ -180,9 +186,9 @@ struct KVT_EXPORT StringBody final : Object {
       to[count - 1] = from[count - 1];
     }
   }
-  static StringBody* allocate(ValueKind kind, Form form, bool hasSide, std::size_t extraBytes);
 
   Side& side() const noexcept { return *reinterpret_cast<Side*>(const_cast<StringBody*>(this) + 1); }
+  MutableSide& mutableSide() const noexcept { return static_cast<MutableSide&>(side()); }
   std::uint32_t lengthOfUTF8() const noexcept;
   std::string_view utf8View() const;
   const char16_t* utf16View() const;
@@ -194,7 +200,11 @@ struct KVT_EXPORT StringBody final : Object {
   bool prefersUTF16() const noexcept;
 };
 
-static_assert(sizeof(StringBody) == 40, "short text shall fit one small allocation");
+static_assert(sizeof(StringBody) == 32, "short text shall fit one small allocation");
+
+constexpr std::size_t StringBody::headerSize(bool isASCII) noexcept {
+  return sizeof(StringBody) + (isASCII ? 0 : sizeof(Side));
+}
 
 /// The units of any text for the time of a call: the text's own where it keeps them, a conversion of ASCII otherwise.
 class UTF16Text {

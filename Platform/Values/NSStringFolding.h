@@ -47,7 +47,7 @@ struct FoldedCharacter {
 class Units {
  public:
   explicit Units(const StringBody& body)
-      : ascii_(body.isASCII() ? body.bytes : nullptr), units_(ascii_ ? nullptr : body.utf16()) {}
+      : ascii_(body.isASCII() ? body.bytes() : nullptr), units_(ascii_ ? nullptr : body.utf16()) {}
   char16_t operator[](std::size_t i) const noexcept {
     return ascii_ != nullptr ? static_cast<char16_t>(ascii_[i]) : units_[i];
   }

@@ -74,9 +74,7 @@ class ElementStack {
       }
     }
     Object* makeArray(ValueKind kind) {
-      const std::size_t count = stack_.elements_.size() - start_;
-      ArrayBody* body = ArrayBody::create(kind, count);
-      for (std::size_t i = 0; i < count; ++i) body->appendUnchecked(id(adopt, stack_.elements_[start_ + i]));
+      ArrayBody* body = ArrayBody::createWith(kind, stack_.elements_.data() + start_, stack_.elements_.size() - start_);
       stack_.elements_.resize(start_);
       return body;
     }
@@ -110,44 +108,33 @@ class Reader {
     SeenMore more;
     std::uint64_t seen = Entry::kSharedBit;
     Entry* entry = &ClassPlan::following(plan.start());
-    if (const std::size_t size = token(p, *entry); size != 0) {
-      p += size;
-    } else {
+    if (!passToken(p, *entry)) {
       entry = readKey(plan, plan.start(), p);
       if (entry == nullptr) return false;
-      p = cursor_.position();
+      p = ahead(cursor_.position());
     }
     for (;;) {
-      if (entry->kind == Kind::kUnknownKey) {
-        p = skip(p);
-        if (p == nullptr) return false;
-      } else {
-        if ((seen & entry->bit) != 0) [[unlikely]] {
-          if (entry->bit != Entry::kSharedBit || !more.mark(plan.numberOf(*entry), plan.properties)) {
-            unusual_ = true;
-            return false;
-          }
+      if ((seen & entry->bit) != 0) [[unlikely]] {
+        if (entry->bit != Entry::kSharedBit || !more.mark(plan.numberOf(*entry), plan.properties)) {
+          unusual_ = true;
+          return false;
         }
-        seen |= entry->bit;
-        char* member = reinterpret_cast<char*>(object) + entry->offset;
-        if (const char* const behind = passUsual(p, *entry, member)) [[likely]] {
-          p = behind;
-        } else {
-          cursor_.rewind(p);
-          // An object of the same class within this one may make the entries move.
-          const std::size_t number = plan.numberOf(*entry);
-          if (!store(*entry, object, member)) return false;
-          entry = &plan.entries[number];
-          p = cursor_.position();
-        }
+      }
+      seen |= entry->bit;
+      char* const member = reinterpret_cast<char*>(object) + entry->offset;
+      if (!passUsual(p, *entry, member)) {
+        cursor_.rewind(p);
+        // An object of the same class within this one may make the entries move.
+        const std::size_t number = plan.numberOf(*entry);
+        if (!store(*entry, object, member)) return false;
+        entry = &plan.entries[number];
+        p = cursor_.position();
       }
       p = ahead(p);
       Entry& previous = *entry;
       entry = &ClassPlan::following(previous);
-      if (const std::size_t size = comma(p, *entry); size != 0) [[likely]] {
-        p += size;
+      if (passComma(p, *entry)) [[likely]]
         continue;
-      }
       char c = *p;
       if (c != '}' && c != ',') [[unlikely]] {
         cursor_.rewind(p);
@@ -165,10 +152,7 @@ class Reader {
         cursor_.peek();
         p = ahead(cursor_.position());
       }
-      if (const std::size_t size = token(p, *entry); size != 0) {
-        p += size;
-        continue;
-      }
+      if (passToken(p, *entry)) continue;
       entry = findKey(plan, p);
       if (entry != nullptr) {
         ClassPlan::setFollowing(previous, *entry);
@@ -177,7 +161,7 @@ class Reader {
       }
       entry = readKey(plan, previous, p);
       if (entry == nullptr) return false;
-      p = cursor_.position();
+      p = ahead(cursor_.position());
     }
   }
 
@@ -261,18 +245,19 @@ class Reader {
   /// What follows a value; behind a closing bracket the text may be at its end.
   char afterValue() { return cursor_.atEnd() ? '\0' : cursor_.peek(); }
 
-  /// How long the key is that was foreseen, with the comma in front and the colon behind; 0 when something else stands
-  /// there.
-  [[gnu::always_inline]] static std::size_t comma(const char* p, const Entry& entry) noexcept {
+  /// Passes the key that was foreseen, with the comma in front and the colon behind. NO: something else stands there.
+  [[gnu::always_inline]] static bool passComma(const char*& p, const Entry& entry) noexcept {
     const unsigned same = json::Block(p).equalTo(json::Block(entry.comma));
-    if ((same & entry.firstMask) != entry.firstMask) return 0;
-    return restOfKey(p, entry) ? entry.commaSize : 0;
+    if ((same & entry.firstMask) != entry.firstMask || !restOfKey(p, entry)) return false;
+    p += entry.commaSize;
+    return true;
   }
   /// The same where the comma was passed, or where it is the first key. The character in front may be read.
-  [[gnu::always_inline]] static std::size_t token(const char* p, const Entry& entry) noexcept {
+  [[gnu::always_inline]] static bool passToken(const char*& p, const Entry& entry) noexcept {
     const unsigned same = json::Block(p - 1).equalTo(json::Block(entry.comma)) | 1;
-    if ((same & entry.firstMask) != entry.firstMask) return 0;
-    return restOfKey(p - 1, entry) ? entry.commaSize - 1 : 0;
+    if ((same & entry.firstMask) != entry.firstMask || !restOfKey(p - 1, entry)) return false;
+    p += entry.commaSize - 1;
+    return true;
   }
   [[gnu::always_inline]] static bool restOfKey(const char* p, const Entry& entry) noexcept {
     constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
@@ -296,7 +281,10 @@ class Reader {
       if (special == 0) return nullptr;
     }
     size += static_cast<std::size_t>(__builtin_ctz(special));
-    return plan.find(key, size, [p](const Entry& entry) { return token(p, entry) != 0; });
+    return plan.find(key, size, [p](const Entry& entry) {
+      const char* place = p;
+      return passToken(place, entry);
+    });
   }
 
   /// Reads any other key and its colon, finds its entry and remembers that it came behind `previous`. Null: the text is
@@ -314,51 +302,61 @@ class Reader {
     return &entry;
   }
 
-  /// Behind the value of an unknown key; null when it is malformed.
-  [[gnu::always_inline]] const char* skip(const char* p) {
-    if (isAhead(p)) [[likely]] {
-      unsigned notAscii = 0;
-      if (*p == '"') {
-        if (const char* const q = endOfText(p + 1, notAscii)) return q + 1;
-      } else if (const char* const q = endOfDigits(p)) {
-        return q;
-      }
-    }
-    cursor_.rewind(p);
-    cursor_.peek();
-    return cursor_.skipValue() ? cursor_.position() : nullptr;
-  }
-
   /// Whether two blocks may be read here.
   bool isAhead(const char* p) const noexcept { return end_ - p >= 2 * json::Block::kSize; }
 
-  /// Text for a text, digits for a whole number, true and false, without white space in front: stored, and the place
-  /// behind it. Null: it is something else, and nothing has happened.
-  [[gnu::always_inline]] const char* passUsual(const char* p, const Entry& entry, char* member) {
-    if (!isAhead(p)) [[unlikely]]
-      return nullptr;
-    if (entry.kind == Kind::kText) return passText(p, member);
-    switch (entry.kind) {
-      case Kind::kInt8:
-      case Kind::kUInt8: return passInteger<std::uint8_t>(p, member);
-      case Kind::kInt16:
-      case Kind::kUInt16: return passInteger<std::uint16_t>(p, member);
-      case Kind::kInt32:
-      case Kind::kUInt32: return passInteger<std::uint32_t>(p, member);
-      case Kind::kInt64:
-      case Kind::kUInt64: return passInteger<std::uint64_t>(p, member);
-      case Kind::kDouble: return passReal(p, member);
-      case Kind::kBool: {
-        const bool value = std::memcmp(p, "true", 4) == 0;
-        if (!value && std::memcmp(p, "false", 5) != 0) return nullptr;
-        *reinterpret_cast<bool*>(member) = value;
-        return p + (value ? 4 : 5);
+  /// Text for a text, digits for a whole number, true and false, whole numbers for an array, anything short for an
+  /// unknown key, all without white space in front: passed and stored. NO: it is something else, and nothing has
+  /// happened. Two blocks may be read here.
+  [[gnu::always_inline]] bool passUsual(const char*& p, const Entry& entry, char* member) {
+    const char* behind = nullptr;
+    if (entry.kind == Kind::kText) {
+      if (*p != '"') return false;
+      behind = passText(p + 1, member);
+    } else {
+      switch (entry.kind) {
+        case Kind::kUnknownKey: behind = passUnknown(p); break;
+        case Kind::kInt8:
+        case Kind::kUInt8: behind = passInteger<std::uint8_t>(p, member); break;
+        case Kind::kInt16:
+        case Kind::kUInt16: behind = passInteger<std::uint16_t>(p, member); break;
+        case Kind::kInt32:
+        case Kind::kUInt32: behind = passInteger<std::uint32_t>(p, member); break;
+        case Kind::kInt64:
+        case Kind::kUInt64: behind = passInteger<std::uint64_t>(p, member); break;
+        case Kind::kDouble: behind = passReal(p, member); break;
+        case Kind::kBool: {
+          const bool value = std::memcmp(p, "true", 4) == 0;
+          if (!value && std::memcmp(p, "false", 5) != 0) return false;
+          *reinterpret_cast<bool*>(member) = value;
+          behind = p + (value ? 4 : 5);
+          break;
+        }
+        case Kind::kArray:
+          if (*p != '[' || !entry.keepsNumbers) return false;
+          behind = passIntegers(p + 1, entry, member);
+          break;
+        default: return false;
       }
-      default: return nullptr;
     }
+    if (behind == nullptr) [[unlikely]]
+      return false;
+    p = behind;
+    return true;
   }
 
-  /// The quote that ends a text which begins here; null when something else comes first, or the end is close.
+  /// Behind a text without escapes, or digits.
+  [[gnu::always_inline]] const char* passUnknown(const char* p) const noexcept {
+    if (*p == '"') {
+      unsigned notAscii = 0;
+      const char* const q = endOfText(p + 1, notAscii);
+      return q != nullptr && *q == '"' ? q + 1 : nullptr;
+    }
+    std::uint64_t value;
+    return passInteger<std::uint64_t>(p, reinterpret_cast<char*>(&value));
+  }
+
+  /// The first special character from here on; null when the end comes close.
   [[gnu::always_inline]] const char* endOfText(const char* q, unsigned& notAscii) const noexcept {
     for (;;) {
       const json::Block block(q);
@@ -366,28 +364,87 @@ class Reader {
       const unsigned high = block.notAscii();
       if (special != 0) {
         notAscii |= high & (special ^ (special - 1));  // the bits up to the first special one
-        q += __builtin_ctz(special);
-        break;
+        return q + __builtin_ctz(special);
       }
       notAscii |= high;
       q += json::Block::kSize;
       if (!isAhead(q)) [[unlikely]]
         return nullptr;
     }
-    return *q == '"' ? q : nullptr;
   }
 
-  [[gnu::always_inline]] const char* passText(const char* p, char* member) {
-    if (*p != '"') return nullptr;
-    const char* const start = p + 1;
+  [[gnu::always_inline]] const char* passText(const char* start, char* member) {
     unsigned notAscii = 0;
     const char* const q = endOfText(start, notAscii);
     if (q == nullptr) [[unlikely]]
       return nullptr;
-    const auto size = static_cast<std::size_t>(q - start);
-    put(member, notAscii == 0 ? StringBody::createPadded<true>(heap_, textClass_, start, size)
-                              : StringBody::createPadded<false>(heap_, textClass_, start, size));
+    if (*q != '"') [[unlikely]]
+      return passEscapes(start, q, notAscii, member);
+    putText(member, start, static_cast<std::size_t>(q - start), notAscii == 0);
     return q + 1;
+  }
+
+  [[gnu::always_inline]] void putText(char* member, const char* text, std::size_t size, bool isASCII) {
+    put(member, isASCII ? StringBody::createPadded<true>(heap_, textClass_, text, size)
+                        : StringBody::createPadded<false>(heap_, textClass_, text, size));
+  }
+
+  /// The same of a text that is plain up to `q`: not too long, and with none but the escapes of one letter.
+  [[gnu::noinline]] const char* passEscapes(const char* start, const char* q, unsigned notAscii, char* member) {
+    constexpr std::size_t kBlock = static_cast<std::size_t>(json::Block::kSize);
+    constexpr std::size_t kMost = 512;
+    char text[kMost + 2 * kBlock];
+    auto size = static_cast<std::size_t>(q - start);
+    if (size > kMost) return nullptr;
+    for (std::size_t at = 0; at < size; at += kBlock) json::Block(start + at).store(text + at);
+    for (;;) {
+      if (*q == '"') break;
+      const char c = *q == '\\' ? json::letterOfEscape(q[1]) : '\0';
+      if (c == '\0') return nullptr;
+      text[size++] = c;
+      q += 2;
+      for (;;) {
+        if (!isAhead(q) || size > kMost) return nullptr;
+        const json::Block block(q);
+        const unsigned special = block.special();
+        const unsigned high = block.notAscii();
+        block.store(text + size);
+        if (special != 0) {
+          notAscii |= high & (special ^ (special - 1));
+          const auto plain = static_cast<std::size_t>(__builtin_ctz(special));
+          q += plain;
+          size += plain;
+          break;
+        }
+        notAscii |= high;
+        q += kBlock;
+        size += kBlock;
+      }
+    }
+    putText(member, text, size, notAscii == 0);
+    return q + 1;
+  }
+
+  /// The elements of an array and its end: whole numbers that need no blocks of their own, no more than eight.
+  [[gnu::noinline]] const char* passIntegers(const char* p, const Entry& entry, char* member) {
+    constexpr std::size_t kMost = 8;
+    Object* numbers[kMost];
+    std::size_t count = 0;
+    for (;; ++p) {
+      std::int64_t value;
+      const char* const q = passInteger<std::int64_t>(p, reinterpret_cast<char*>(&value));
+      if (q == nullptr || !isAhead(q) || count == kMost) return nullptr;
+      numbers[count] = NumberBody::sharedFor(value);
+      if (numbers[count++] == nullptr) return nullptr;
+      p = q;
+      if (*p != ',') break;
+    }
+    if (*p != ']') return nullptr;
+    ArrayBody* const body =
+        ArrayBody::createWith(entry.meta->genericCls ? kMutableArrayKind : kArrayKind, numbers, count);
+    if (!body->isMutable()) ObjectAccess::markDestructorNeedless(body);
+    put(member, body);
+    return p + 1;
   }
 
   /// Of the same width, signed and unsigned numbers keep the same bits. What might overflow, the sign of a zero, a
@@ -405,12 +462,6 @@ class Reader {
     const auto result = static_cast<T>(negative ? 0 - value : value);
     std::memcpy(member, &result, sizeof result);
     return q;
-  }
-
-  /// The place behind a whole number; null likewise.
-  [[gnu::always_inline]] static const char* endOfDigits(const char* p) noexcept {
-    std::uint64_t value;
-    return passInteger<std::uint64_t>(p, reinterpret_cast<char*>(&value));
   }
 
   /// Numbers of few digits and decimals: both are exact as doubles, so that one division rounds right.
@@ -489,7 +540,7 @@ class Reader {
       case Kind::kArray:
         if (c == '[') return array(entry, object, member);
         break;
-      case Kind::kUnknownKey:
+      case Kind::kUnknownKey: return cursor_.skipValue();
       case Kind::kOther: break;
     }
     if (c == 'n' && (entry.kind == Kind::kText || entry.kind == Kind::kModel || entry.kind == Kind::kModels ||

@@ -110,7 +110,7 @@ class Writer {
     if (text == nullptr) return true;
     if (text->form == StringBody::Form::kUTF16) [[unlikely]]
       return false;
-    const char* p = text->bytes;
+    const char* p = text->bytes();
     std::size_t left = text->size;
     char* out = key(entry, left);
     *out++ = '"';

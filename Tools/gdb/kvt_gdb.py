@@ -122,7 +122,8 @@ def quoted(text):
 
 def text_of(address):
     size = unpack("I", field(address, "StringBody.size"))
-    start = pointer_at(field(address, "StringBody.bytes"))
+    offset = unpack("B", field(address, "StringBody.start"))
+    start = address + offset if offset else pointer_at(field(address, "StringBody.buffer"))
     # Four bytes are the most that a character may take.
     wanted = min(size, 4 * element_limit() + 4)
     if unpack("B", field(address, "StringBody.form")) == 2:
