@@ -16,16 +16,15 @@ void Object::operator delete(void* memory) noexcept {
 
 bool ObjectAccess::tryRetain(const Object* object) noexcept {
   std::int32_t count = object->references_.load(std::memory_order_relaxed);
-  while (count > 0) {
-    if (object->references_.compare_exchange_weak(count, count + 1, std::memory_order_acquire)) return true;
+  while (count >= Object::kOne) {
+    if (object->references_.compare_exchange_weak(count, count + Object::kOne, std::memory_order_acquire)) return true;
   }
-  return count == Object::kImmortal;
+  return (count & ~Object::kNeedsCare) == Object::kImmortal;
 }
 
 void ObjectAccess::dispose(Object* object) noexcept {
-  constexpr int kLooked = Object::kNeedsNoDestructor | Object::kHasWeakReferences;
-  if ((object->flags_.load(std::memory_order_relaxed) & kLooked) == Object::kNeedsNoDestructor) {
-    memory::deallocate(object);
+  if ((object->references_.load(std::memory_order_relaxed) & Object::kNeedsCare) == 0) {
+    giveBack(object);
     return;
   }
   // From here on retain and release do nothing, so that destructors may form handles to the object.
@@ -35,5 +34,7 @@ void ObjectAccess::dispose(Object* object) noexcept {
   object->~Object();
   memory::deallocate(static_cast<void*>(object));
 }
+
+void ObjectAccess::giveBack(Object* object) noexcept { memory::deallocate(object); }
 
 }  // namespace kvt

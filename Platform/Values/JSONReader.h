@@ -207,10 +207,15 @@ inline void readDigits(const char*& p, const char* end, std::uint64_t& value) no
 }
 
 /// Passes up to eighteen digits; null when there is none, or more. Another 24 bytes must be readable.
-[[gnu::always_inline]] inline const char* passDigits(const char* p, std::uint64_t& value) noexcept {
+[[gnu::noinline]] inline const char* passManyDigits(const char* p, std::uint64_t& value) noexcept {
   const char* const digits = p;
+  value = 0;
+  readDigits(p, p + 24, value);
+  return p == digits || p - digits > 18 ? nullptr : p;
+}
+/// The same; most numbers are short.
+[[gnu::always_inline]] inline const char* passDigits(const char* p, std::uint64_t& value) noexcept {
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-  // As in readDigits; most numbers are short.
   std::uint64_t v;
   std::memcpy(&v, p, sizeof v);
   v ^= 0x3030303030303030;
@@ -225,9 +230,10 @@ inline void readDigits(const char*& p, const char* end, std::uint64_t& value) no
     return p + bits / 8;
   }
 #endif
-  value = 0;
-  readDigits(p, p + 24, value);
-  return p == digits || p - digits > 18 ? nullptr : p;
+  std::uint64_t many;
+  p = passManyDigits(p, many);
+  value = many;
+  return p;
 }
 
 /// What a backslash and this letter stand for; NUL for `u` and for what is no escape.

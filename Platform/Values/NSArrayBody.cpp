@@ -1,6 +1,7 @@
 #include "NSArrayBody.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <vector>
 
@@ -23,12 +24,19 @@ id* allocate(std::size_t count) { return static_cast<id*>(Object::operator new(c
 
 }  // namespace
 
-static Class classOfArray(ValueKind kind) {
-  static const Class classes[] = {classOf<NSArray>(), classOf<NSMutableArray>()};
-  return classes[kind == kArrayKind ? 0 : 1];
+/// Looked up once: many arrays are made. Threads that look at the same time find the same.
+static ClassBody* classOfArray(ValueKind kind) noexcept {
+  static constinit std::atomic<ClassBody*> known[2] = {};
+  std::atomic<ClassBody*>& mine = known[kind == kArrayKind ? 0 : 1];
+  ClassBody* cls = mine.load(std::memory_order_relaxed);
+  if (cls == nullptr) [[unlikely]] {
+    cls = (kind == kArrayKind ? classOf<NSArray>() : classOf<NSMutableArray>()).body();
+    mine.store(cls, std::memory_order_relaxed);
+  }
+  return cls;
 }
 
-ArrayBody::ArrayBody(ValueKind kind, std::size_t room)
+inline ArrayBody::ArrayBody(ValueKind kind, std::size_t room) noexcept
     : Object(classOfArray(kind), objectKind(kind)), items(inlineStorage()), storage(items), capacity(room) {
   if (kind == kArrayKind) ObjectAccess::markImmutableValue(this);
 }
@@ -42,7 +50,8 @@ ArrayBody::~ArrayBody() {
 }
 
 ArrayBody* ArrayBody::create(ValueKind kind, std::size_t capacity) {
-  if (capacity > kMaximumCount) raiseTooLarge(capacity);
+  if (capacity > kMaximumCount) [[unlikely]]
+    raiseTooLarge(capacity);
   void* memory = memory::allocate(sizeof(ArrayBody) + capacity * sizeof(id));
   return ::new (memory) ArrayBody(kind, capacity);
 }

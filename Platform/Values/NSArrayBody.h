@@ -65,7 +65,7 @@ struct KVT_EXPORT ArrayBody final : Object {
   ~ArrayBody();
 
  private:
-  ArrayBody(ValueKind kind, std::size_t room);
+  ArrayBody(ValueKind kind, std::size_t room) noexcept;
   id* inlineStorage() noexcept { return reinterpret_cast<id*>(this + 1); }
   void closeGap(std::size_t index, std::size_t length) noexcept;
   void makeRoom(bool before, std::size_t length);

@@ -73,7 +73,7 @@ struct KVT_EXPORT NumberBody final : Object {
 
  private:
   explicit NumberBody(Type numberType) noexcept
-      : Object(numberClass(), objectKind(kNumberKind), kPlainValue), type(numberType) {}
+      : Object(numberClass(), objectKind(kNumberKind), PlainValue()), type(numberType) {}
   static NumberBody* sharedBool(bool value) { return sharedNumbers() + 2 * kSharedCount + (value ? 1 : 0); }
   /// The shared int64s, then the int32s, then NO and YES.
   static NumberBody* sharedNumbers() noexcept {

@@ -142,7 +142,7 @@ struct KVT_EXPORT StringBody final : Object {
   StringBody(ValueKind kind, Form form);
   /// Immutable text; the room behind it is filled by the caller.
   StringBody(ClassBody* textClass, std::size_t byteCount, bool isASCII) noexcept
-      : Object(textClass, objectKind(kStringKind), kPlainValue),
+      : Object(textClass, objectKind(kStringKind), PlainValue()),
         form(isASCII ? Form::kASCII : Form::kUTF8),
         start(static_cast<std::uint8_t>(headerSize(isASCII))),
         size(static_cast<std::uint32_t>(byteCount)) {

@@ -10,6 +10,8 @@
 #include <KVTPlatform/Values/NSNumber.h>
 #include <KVTPlatform/Values/NSString.h>
 
+#include "DirectReader.h"
+
 namespace kvt::direct {
 
 struct ThreadPlans {
@@ -88,6 +90,8 @@ bool isPlain(std::string_view key) {
 }
 
 }  // namespace
+
+Entry::Entry() noexcept : pass(passOf(Kind::kUnknownKey)) { std::memset(comma, 0xFF, sizeof comma); }
 
 std::uint32_t ClassPlan::hashOf(std::string_view key) noexcept {
   std::uint64_t head = 0;
@@ -207,6 +211,7 @@ struct PlanMaker {
       Entry entry;
       entry.meta = &property;
       classify(plan, property, entry);
+      entry.pass = passOf(entry.kind);
       plan.add(std::move(entry), text.utf8());
     }
     plan.properties = plan.entries.size() - 1;

@@ -45,10 +45,15 @@ enum class Kind : std::uint8_t {
 };
 
 struct ClassPlan;
+class Reader;
+struct Entry;
+
+/// Passes a value that is written as usual and stores it; null when it is not, and then nothing has happened.
+using PassValue = const char* (*)(Reader& reader, const char* p, const Entry& entry, char* member);
 
 /// A JSON key, and what it fills. All that reading looks at lies in two lines of the cache.
 struct alignas(64) Entry {
-  static constexpr std::size_t kLongestKey = 61;
+  static constexpr std::size_t kLongestKey = 60;
   /// Stands for all properties that have no bit of their own.
   static constexpr std::uint64_t kSharedBit = std::uint64_t{1} << 63;
 
@@ -65,10 +70,11 @@ struct alignas(64) Entry {
   std::uint64_t bit = 0;     // of its own among the first properties; 0 for what is no property
   const _KVTModelPropertyMeta* meta = nullptr;
   ClassPlan* nested = nullptr;  // the model's or the elements' class
+  PassValue pass;               // by its kind
   // A comma, the key, its colon; read in blocks of sixteen. Where there is none, it is what no text has.
-  alignas(16) char comma[80];
+  alignas(16) char comma[64];
 
-  Entry() noexcept { std::memset(comma, 0xFF, sizeof comma); }
+  Entry() noexcept;
 };
 static_assert(sizeof(Entry) == 128);
 

@@ -88,6 +88,8 @@ class ElementStack {
   std::vector<Object*>& elements_;
 };
 
+}  // namespace
+
 class Reader {
  public:
   Reader(JSONCursor& cursor, const PlanUse& use) : cursor_(cursor), elements_(use.elements()) {
@@ -188,6 +190,24 @@ class Reader {
         case ']': return leave(), open.makeArray(kMutableArrayKind);
         default: return cursor_.fail(JSONError::kBadArray), nullptr;
       }
+    }
+  }
+
+  static PassValue passOf(Kind kind) noexcept {
+    switch (kind) {
+      case Kind::kUnknownKey: return passUnknown;
+      case Kind::kBool: return passBool;
+      case Kind::kInt8:
+      case Kind::kUInt8: return passInteger<std::uint8_t>;
+      case Kind::kInt16:
+      case Kind::kUInt16: return passInteger<std::uint16_t>;
+      case Kind::kInt32:
+      case Kind::kUInt32: return passInteger<std::uint32_t>;
+      case Kind::kInt64:
+      case Kind::kUInt64: return passInteger<std::uint64_t>;
+      case Kind::kDouble: return passReal;
+      case Kind::kArray: return passIntegers;
+      default: return passNothing;  // texts have no need of one
     }
   }
 
@@ -309,35 +329,12 @@ class Reader {
   /// unknown key, all without white space in front: passed and stored. NO: it is something else, and nothing has
   /// happened. Two blocks may be read here.
   [[gnu::always_inline]] bool passUsual(const char*& p, const Entry& entry, char* member) {
-    const char* behind = nullptr;
+    const char* behind;
     if (entry.kind == Kind::kText) {
       if (*p != '"') return false;
       behind = passText(p + 1, member);
     } else {
-      switch (entry.kind) {
-        case Kind::kUnknownKey: behind = passUnknown(p); break;
-        case Kind::kInt8:
-        case Kind::kUInt8: behind = passInteger<std::uint8_t>(p, member); break;
-        case Kind::kInt16:
-        case Kind::kUInt16: behind = passInteger<std::uint16_t>(p, member); break;
-        case Kind::kInt32:
-        case Kind::kUInt32: behind = passInteger<std::uint32_t>(p, member); break;
-        case Kind::kInt64:
-        case Kind::kUInt64: behind = passInteger<std::uint64_t>(p, member); break;
-        case Kind::kDouble: behind = passReal(p, member); break;
-        case Kind::kBool: {
-          const bool value = std::memcmp(p, "true", 4) == 0;
-          if (!value && std::memcmp(p, "false", 5) != 0) return false;
-          *reinterpret_cast<bool*>(member) = value;
-          behind = p + (value ? 4 : 5);
-          break;
-        }
-        case Kind::kArray:
-          if (*p != '[' || !entry.keepsNumbers) return false;
-          behind = passIntegers(p + 1, entry, member);
-          break;
-        default: return false;
-      }
+      behind = entry.pass(*this, p, entry, member);
     }
     if (behind == nullptr) [[unlikely]]
       return false;
@@ -346,15 +343,24 @@ class Reader {
   }
 
   /// Behind a text without escapes, or digits.
-  [[gnu::always_inline]] const char* passUnknown(const char* p) const noexcept {
+  static const char* passUnknown(Reader& reader, const char* p, const Entry& entry, char*) noexcept {
     if (*p == '"') {
       unsigned notAscii = 0;
-      const char* const q = endOfText(p + 1, notAscii);
+      const char* const q = reader.endOfText(p + 1, notAscii);
       return q != nullptr && *q == '"' ? q + 1 : nullptr;
     }
     std::uint64_t value;
-    return passInteger<std::uint64_t>(p, reinterpret_cast<char*>(&value));
+    return passInteger<std::uint64_t>(reader, p, entry, reinterpret_cast<char*>(&value));
   }
+
+  static const char* passBool(Reader&, const char* p, const Entry&, char* member) noexcept {
+    const bool value = std::memcmp(p, "true", 4) == 0;
+    if (!value && std::memcmp(p, "false", 5) != 0) return nullptr;
+    *reinterpret_cast<bool*>(member) = value;
+    return p + (value ? 4 : 5);
+  }
+
+  static const char* passNothing(Reader&, const char*, const Entry&, char*) noexcept { return nullptr; }
 
   /// The first special character from here on; null when the end comes close.
   [[gnu::always_inline]] const char* endOfText(const char* q, unsigned& notAscii) const noexcept {
@@ -364,7 +370,7 @@ class Reader {
       const unsigned high = block.notAscii();
       if (special != 0) {
         notAscii |= high & (special ^ (special - 1));  // the bits up to the first special one
-        return q + __builtin_ctz(special);
+        return q + static_cast<unsigned>(__builtin_ctz(special));
       }
       notAscii |= high;
       q += json::Block::kSize;
@@ -426,14 +432,15 @@ class Reader {
   }
 
   /// The elements of an array and its end: whole numbers that need no blocks of their own, no more than eight.
-  [[gnu::noinline]] const char* passIntegers(const char* p, const Entry& entry, char* member) {
+  static const char* passIntegers(Reader& reader, const char* p, const Entry& entry, char* member) {
+    if (*p++ != '[' || !entry.keepsNumbers) return nullptr;
     constexpr std::size_t kMost = 8;
     Object* numbers[kMost];
     std::size_t count = 0;
     for (;; ++p) {
       std::int64_t value;
-      const char* const q = passInteger<std::int64_t>(p, reinterpret_cast<char*>(&value));
-      if (q == nullptr || !isAhead(q) || count == kMost) return nullptr;
+      const char* const q = passInteger<std::int64_t>(reader, p, entry, reinterpret_cast<char*>(&value));
+      if (q == nullptr || !reader.isAhead(q) || count == kMost) return nullptr;
       numbers[count] = NumberBody::sharedFor(value);
       if (numbers[count++] == nullptr) return nullptr;
       p = q;
@@ -450,7 +457,7 @@ class Reader {
   /// Of the same width, signed and unsigned numbers keep the same bits. What might overflow, the sign of a zero, a
   /// leading zero and all else is not for here.
   template <class T>
-  [[gnu::always_inline]] static const char* passInteger(const char* p, char* member) {
+  static const char* passInteger(Reader&, const char* p, const Entry&, char* member) noexcept {
     const bool negative = *p == '-';
     const char* const digits = p + (negative ? 1 : 0);
     std::uint64_t value = 0;
@@ -465,7 +472,7 @@ class Reader {
   }
 
   /// Numbers of few digits and decimals: both are exact as doubles, so that one division rounds right.
-  static const char* passReal(const char* p, char* member) {
+  static const char* passReal(Reader&, const char* p, const Entry&, char* member) noexcept {
     constexpr std::ptrdiff_t kMostDigits = 15;
     static constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                               1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
@@ -649,6 +656,10 @@ class Reader {
   bool unusual_ = false;
   char tail_[kBefore + 2 * kAhead];
 };
+
+PassValue passOf(Kind kind) noexcept { return Reader::passOf(kind); }
+
+namespace {
 
 /// A top level that begins with this character, in plain UTF-8: no byte order mark, and none of the NULs of wider
 /// encodings.

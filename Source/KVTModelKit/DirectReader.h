@@ -8,6 +8,8 @@
 
 #include <KVTPlatform/Values/id.h>
 
+#include "DirectPlan.h"
+
 namespace kvt::direct {
 
 enum class Outcome {
@@ -19,5 +21,8 @@ enum class Outcome {
 Outcome readModel(Class cls, std::string_view utf8, bool knownUTF8, id& result);
 /// `kvt_modelArrayWithClass:json:` of a UTF-8 text.
 Outcome readModels(Class cls, std::string_view utf8, bool knownUTF8, id& result);
+
+/// How values of that kind are passed.
+PassValue passOf(Kind kind) noexcept;
 
 }  // namespace kvt::direct
