@@ -130,13 +130,13 @@ inline void deallocateBlock(void* memory) noexcept {
 KVT_EXPORT void* allocate(std::size_t size);
 template <std::size_t kMost>
 void* allocateFewGrains(Heap*, std::size_t grains) {
-  return allocate(grains * kGrain);
+  return allocate((grains + 1) * kGrain);
 }
 inline void deallocate(void* memory) noexcept { std::free(memory); }
 #else
 inline void* allocate(std::size_t size) { return allocateBlock(size); }
-/// So many times kGrain bytes, at most kMost. `heap` is the thread's, for callers that look it up once for many blocks;
-/// it may have become another one when this returns.
+/// So many times kGrain bytes, at most kMost, padded like those of `allocatePadded`. `heap` is the thread's, for
+/// callers that look it up once for many blocks; it may have become another one when this returns.
 template <std::size_t kMost>
 void* allocateFewGrains(Heap* heap, std::size_t grains) {
   static_assert(kMost < kSizes);
@@ -149,6 +149,15 @@ void* allocateFewGrains(Heap* heap, std::size_t grains) {
 }
 inline void deallocate(void* memory) noexcept { deallocateBlock(memory); }
 #endif
+
+/// What lies in a page may be read another grain beyond its end, and this sees to it for what does not.
+inline void* allocatePadded(std::size_t size) {
+#ifdef KVT_SANITIZED
+  return allocate(size + kGrain);
+#else
+  return allocate(size <= kLargestBlock ? size : size + kGrain);
+#endif
+}
 
 /// Pages that were taken from the system so far, by all threads. They are used again and never given back.
 KVT_EXPORT std::size_t pagesTaken() noexcept;

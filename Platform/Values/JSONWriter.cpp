@@ -65,7 +65,8 @@ void JSONWriter::string(std::string_view utf8) {
   stringRest(utf8);
 }
 
-void JSONWriter::stringRest(std::string_view utf8) {
+template <bool isPadded>
+void JSONWriter::writeRest(std::string_view utf8) {
   const char* p = utf8.data();
   const char* const end = p + utf8.size();
   // Room for all of it where no escape is longer than two characters; one that is asks anew. Blocks are stored whole.
@@ -73,6 +74,47 @@ void JSONWriter::stringRest(std::string_view utf8) {
   reserve(2 * utf8.size() + kRoom);
   const unsigned slashes = slashes_ == kEscapeSlashes ? UINT_MAX : 0;
   char* out = p_;
+  // NO where it took so much room that more must be asked for.
+  const auto escape = [&] {
+    const char letter = kEscapes[static_cast<unsigned char>(*p)];
+    out[0] = '\\';
+    out[1] = letter;
+    out += 2;
+    if (letter == 'u') [[unlikely]] {
+      static constexpr char kHex[] = "0123456789abcdef";
+      out[0] = out[1] = '0';
+      out[2] = kHex[*p >> 4];
+      out[3] = kHex[*p & 15];
+      out += 4;
+    }
+    ++p;
+    return letter != 'u';
+  };
+  const auto askForMore = [&] {
+    p_ = out;
+    reserve(2 * static_cast<std::size_t>(end - p) + kRoom);
+    out = p_;
+  };
+  // A block's special characters one after the other: behind each, what is left of the block is stored anew.
+  while (isPadded ? p < end : end - p >= static_cast<std::ptrdiff_t>(2 * kBlock)) {
+    const std::size_t count = std::min(static_cast<std::size_t>(end - p), kBlock);
+    const char* const blockEnd = p + count;
+    const json::Block block(p);
+    block.store(out);
+    unsigned special = (block.special() | (block.equalTo('/') & slashes)) & ((1u << count) - 1);
+    while (special != 0) {
+      const int plain = __builtin_ctz(special);
+      p += plain;
+      out += plain;
+      if (!escape()) [[unlikely]]
+        askForMore();
+      special >>= plain;
+      special >>= 1;
+      json::Block(p).store(out);
+    }
+    out += blockEnd - p;
+    p = blockEnd;
+  }
   while (p != end) {
     const std::size_t count = std::min(static_cast<std::size_t>(end - p), kBlock);
     const json::Block block = count == kBlock ? json::Block(p) : json::Block(p, count);
@@ -83,24 +125,14 @@ void JSONWriter::stringRest(std::string_view utf8) {
     p += plain;
     out += plain;
     if (plain == static_cast<int>(count)) continue;
-    const char letter = kEscapes[static_cast<unsigned char>(*p)];
-    out[0] = '\\';
-    out[1] = letter;
-    out += 2;
-    if (letter == 'u') [[unlikely]] {
-      static constexpr char kHex[] = "0123456789abcdef";
-      out[0] = out[1] = '0';
-      out[2] = kHex[*p >> 4];
-      out[3] = kHex[*p & 15];
-      p_ = out + 4;
-      reserve(2 * static_cast<std::size_t>(end - p) + kRoom);
-      out = p_;
-    }
-    ++p;
+    if (!escape()) [[unlikely]]
+      askForMore();
   }
   *out++ = '"';
   p_ = out;
 }
+template void JSONWriter::writeRest<false>(std::string_view);
+template void JSONWriter::writeRest<true>(std::string_view);
 
 bool JSONWriter::real(double value) {
   if (!std::isfinite(value)) return false;

@@ -63,6 +63,10 @@ class KVT_EXPORT JSONWriter {
     reserve(count);
     return p_;
   }
+  /// … which is still there behind `place` …
+  bool hasRoom(const char* place, std::size_t count) const noexcept {
+    return static_cast<std::size_t>(end_ - place) >= count;
+  }
   /// … and how far they came.
   void wrote(char* end) noexcept { p_ = end; }
   /// Digits of a whole number; behind `out` there must be room for 32 bytes.
@@ -88,7 +92,9 @@ class KVT_EXPORT JSONWriter {
   /// In quotes, escaped: `"`, `\`, `/` (unless left plain), and what is below U+0020. `utf8` must be valid UTF-8.
   void string(std::string_view utf8);
   /// The rest of a string of which the quote and what comes before `rest` are written.
-  void stringRest(std::string_view rest);
+  void stringRest(std::string_view rest) { writeRest<false>(rest); }
+  /// The same where another sixteen bytes may be read behind it.
+  void paddedStringRest(std::string_view rest) { writeRest<true>(rest); }
   void integer(std::int64_t value) { wrote(putInteger(room(32), value)); }
   void unsignedInteger(std::uint64_t value) { wrote(putUnsigned(room(32), value)); }
   /// The shortest digits that read back as the same double; a whole one below 10^17 without fraction and exponent. NO
@@ -103,6 +109,8 @@ class KVT_EXPORT JSONWriter {
       grow(count);
   }
   void grow(std::size_t count);
+  template <bool isPadded>
+  void writeRest(std::string_view rest);
 
   char* begin_ = nullptr;
   char* p_ = nullptr;

@@ -110,7 +110,7 @@ StringBody::StringBody(ValueKind kind, Form textForm)
 
 StringBody* StringBody::createUninitialized(std::size_t size, bool isASCII) {
   if (size > kMaximumSize) raiseTooLong();
-  void* memory = kvt::memory::allocate(headerSize(isASCII) + size + 1);
+  void* memory = kvt::memory::allocatePadded(headerSize(isASCII) + size + 1);
   auto* body = ::new (memory) StringBody(immutableClass(), size, isASCII);
   body->inlineBytes()[size] = '\0';
   return body;
@@ -132,7 +132,7 @@ StringBody* StringBody::createFromUTF16(std::u16string_view text) {
   bool wellFormed = true;
   const std::size_t bytes = unicode::utf8Length(text.data(), text.size(), &wellFormed);
   if (!wellFormed) {
-    void* memory = kvt::memory::allocate(headerSize(false) + (text.size() + 1) * 2);
+    void* memory = kvt::memory::allocatePadded(headerSize(false) + (text.size() + 1) * 2);
     auto* body = ::new (memory) StringBody(kStringKind, Form::kUTF16);
     std::memcpy(body->units(), text.data(), text.size() * 2);
     body->units()[text.size()] = 0;

@@ -48,7 +48,7 @@ struct KVT_EXPORT StringBody final : Object {
   static StringBody* create(const char* utf8, std::size_t size, bool isASCII) {
     if (size > kMaximumSize) [[unlikely]]
       raiseTooLong();
-    auto* memory = memory::allocate(headerSize(isASCII) + size + 1);
+    auto* memory = memory::allocatePadded(headerSize(isASCII) + size + 1);
     auto* body = ::new (memory) StringBody(immutableClass(), size, isASCII);
     char* const to = body->inlineBytes();
     copyBytes(to, utf8, size);
@@ -119,9 +119,12 @@ struct KVT_EXPORT StringBody final : Object {
   void replace(std::size_t location, std::size_t length, const StringBody& by);
   void clear() noexcept;
 
-  /// The characters of ASCII and UTF-8 text, and of UTF-16 text.
+  /// The characters of ASCII and UTF-8 text, and of UTF-16 text. Behind those of immutable text another sixteen bytes
+  /// may be read: `isPadded`.
   char* bytes() const noexcept { return static_cast<char*>(characters()); }
   char16_t* units() const noexcept { return static_cast<char16_t*>(characters()); }
+
+  bool isPadded() const noexcept { return start != 0; }
 
   Form form;
   std::uint8_t start;  // of the characters, in bytes from the body's begin; 0 for those of mutable text

@@ -18,7 +18,7 @@ namespace kvt::direct {
 namespace {
 
 constexpr int kDeepestModel = 256;
-/// For a key and any number, or the quotes of a text, in whole blocks.
+/// For a key and any number, or the quotes of a text, in whole blocks, and for a closing bracket.
 constexpr std::size_t kRoom = sizeof(Entry::comma) + 48;
 
 class Writer {
@@ -28,12 +28,23 @@ class Writer {
   /// NO: unusual.
   bool model(ClassPlan& plan, const Object* object) {
     if (!plan.writes || plan.properties == 0 || ++depth_ > kDeepestModel) return false;
+    char* out = out_.room(kRoom);
     const std::size_t start = out_.size();
     for (const Entry *entry = &plan.entries[1], *const last = &plan.entries[plan.properties]; entry <= last; ++entry) {
       const char* member = reinterpret_cast<const char*>(object) + entry->offset;
-      if (writeUsual(*entry, member)) continue;
-      if (!property(plan, *entry, object, member)) return false;
+      // kRoom bytes are there.
+      if (char* const behind = writeUsual(*entry, member, out); behind != nullptr) [[likely]] {
+        out = behind;
+        if (out_.hasRoom(out, kRoom)) [[likely]]
+          continue;
+        out_.wrote(out);
+      } else {
+        out_.wrote(out);
+        if (!property(plan, *entry, object, member)) return false;
+      }
+      out = out_.room(kRoom);
     }
+    out_.wrote(out);
     // Every key has a comma in front, the first one too.
     if (out_.size() == start) out_.character(',');
     out_.set(start, '{');
@@ -67,79 +78,84 @@ class Writer {
     return plan != nullptr && plan->writes && plan->properties != 0 ? plan : nullptr;
   }
 
-  /// Whole numbers, booleans, and text that needs no escapes: key and value at once. NO: it is something else, and
+  /// Whole numbers, booleans and text: key and value at once, and the place behind. Null: it is something else, and
   /// nothing was written.
-  [[gnu::always_inline]] bool writeUsual(const Entry& entry, const char* member) {
+  [[gnu::always_inline]] char* writeUsual(const Entry& entry, const char* member, char* out) {
+    if (entry.kind == Kind::kText && entry.isTokenWritable)
+      return writeText(entry, load<const StringBody*>(member), out);
+    return writeOther(entry, member, out);
+  }
+  /// All but texts; apart from them, so that they keep the registers.
+  [[gnu::noinline]] static char* writeOther(const Entry& entry, const char* member, char* out) {
     if (!entry.isTokenWritable) [[unlikely]]
-      return false;
+      return nullptr;
     switch (entry.kind) {
-      case Kind::kText: return writeText(entry, load<const StringBody*>(member));
       case Kind::kBool: {
         const bool value = load<bool>(member);
-        char* out = key(entry, 0);
+        out = key(entry, out);
         std::memcpy(out, value ? "true" : "fals", 4);
         out[4] = 'e';
-        out_.wrote(out + (value ? 4 : 5));
-        return true;
+        return out + (value ? 4 : 5);
       }
-      case Kind::kInt8: return writeInteger(entry, load<std::int8_t>(member));
-      case Kind::kUInt8: return writeInteger(entry, load<std::uint8_t>(member));
-      case Kind::kInt16: return writeInteger(entry, load<std::int16_t>(member));
-      case Kind::kUInt16: return writeInteger(entry, load<std::uint16_t>(member));
-      case Kind::kInt32: return writeInteger(entry, load<std::int32_t>(member));
-      case Kind::kUInt32: return writeInteger(entry, load<std::uint32_t>(member));
-      case Kind::kInt64: return writeInteger(entry, load<std::int64_t>(member));
-      default: return false;
+      case Kind::kInt8: return JSONWriter::putInteger(key(entry, out), load<std::int8_t>(member));
+      case Kind::kUInt8: return JSONWriter::putUnsigned(key(entry, out), load<std::uint8_t>(member));
+      case Kind::kInt16: return JSONWriter::putInteger(key(entry, out), load<std::int16_t>(member));
+      case Kind::kUInt16: return JSONWriter::putUnsigned(key(entry, out), load<std::uint16_t>(member));
+      case Kind::kInt32: return JSONWriter::putInteger(key(entry, out), load<std::int32_t>(member));
+      case Kind::kUInt32: return JSONWriter::putUnsigned(key(entry, out), load<std::uint32_t>(member));
+      case Kind::kInt64: return JSONWriter::putInteger(key(entry, out), load<std::int64_t>(member));
+      case Kind::kUInt64: return JSONWriter::putUnsigned(key(entry, out), load<std::uint64_t>(member));
+      default: return nullptr;
     }
   }
 
-  /// Room for the key, so many bytes more and a block; the key is there already, what it answers is behind it.
-  [[gnu::always_inline]] char* key(const Entry& entry, std::size_t more) {
-    char* out = out_.room(kRoom + more);
-    const std::size_t size = entry.commaSize;
-    for (std::size_t at = 0; at < size; at += 16) std::memcpy(out + at, entry.comma + at, 16);
-    return out + size;
+  [[gnu::always_inline]] static char* key(const Entry& entry, char* out) {
+    static_assert(sizeof entry.comma == 4 * kBlock);
+    json::Block(entry.comma).store(out);
+    json::Block(entry.comma + kBlock).store(out + kBlock);
+    if (entry.commaSize > 2 * kBlock) [[unlikely]] {
+      json::Block(entry.comma + 2 * kBlock).store(out + 2 * kBlock);
+      json::Block(entry.comma + 3 * kBlock).store(out + 3 * kBlock);
+    }
+    return out + entry.commaSize;
   }
 
-  [[gnu::always_inline]] bool writeInteger(const Entry& entry, std::int64_t value) {
-    out_.wrote(JSONWriter::putInteger(key(entry, 0), value));
-    return true;
-  }
-
-  [[gnu::always_inline]] bool writeText(const Entry& entry, const StringBody* text) {
-    if (text == nullptr) return true;
+  [[gnu::always_inline]] char* writeText(const Entry& entry, const StringBody* text, char* out) {
+    if (text == nullptr) return out;
     if (text->form == StringBody::Form::kUTF16) [[unlikely]]
-      return false;
+      return nullptr;
     const char* p = text->bytes();
     std::size_t left = text->size;
-    char* out = key(entry, left);
+    if (!out_.hasRoom(out, kRoom + left)) [[unlikely]] {
+      out_.wrote(out);
+      out = out_.room(kRoom + left);
+    }
+    out = key(entry, out);
     *out++ = '"';
-    unsigned special = 0;
-    for (; left >= kBlock; left -= kBlock, p += kBlock, out += kBlock) {
-      special = copyBlock(json::Block(p), out);
+    if (!text->isPadded()) [[unlikely]] {
+      out_.wrote(out);
+      out_.stringRest({p, left});
+      return out_.room(kRoom);
+    }
+    for (; left > kBlock; left -= kBlock, p += kBlock, out += kBlock) {
+      const unsigned special = copyBlock(json::Block(p), out);
       if (special != 0) return finishText(p, left, special, out);
     }
-    if (left != 0 && text->size >= kBlock) {
-      // The last sixteen bytes, some of them for the second time.
-      special = copyBlock(json::Block(p + left - kBlock), out + left - kBlock) >> (kBlock - left);
-    } else if (left != 0) {
-      special = copyBlock(json::Block(p, left), out) & ((1u << left) - 1);
-    }
+    const unsigned special = copyBlock(json::Block(p), out) & ((1u << left) - 1);
     if (special != 0) return finishText(p, left, special, out);
     out[left] = '"';
-    out_.wrote(out + left + 1);
-    return true;
+    return out + left + 1;
   }
   static unsigned copyBlock(json::Block block, char* out) noexcept {
     block.store(out);
     return block.special() | block.equalTo('/');
   }
   /// From the first character that needs an escape.
-  [[gnu::noinline]] bool finishText(const char* p, std::size_t left, unsigned special, char* out) {
+  [[gnu::noinline]] char* finishText(const char* p, std::size_t left, unsigned special, char* out) {
     const auto plain = static_cast<std::size_t>(__builtin_ctz(special));
     out_.wrote(out + plain);
-    out_.stringRest({p + plain, left - plain});
-    return true;
+    out_.paddedStringRest({p + plain, left - plain});
+    return out_.room(kRoom);
   }
 
   /// Any property. NO: unusual.
