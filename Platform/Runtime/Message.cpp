@@ -21,19 +21,8 @@ bool fits(char given, char declared) {
   return (given == '*' && declared == '^') || (given == '^' && declared == '*');
 }
 
-}  // namespace
-
-IMP implementationFor(const Object* receiver, Class lookIn, SEL sel, const char* abi, std::size_t length,
-                      char* resultType) {
-  Class cls = lookIn ? lookIn : object_getClass(receiver);
-  Method method = class_getInstanceMethod(cls, sel);
-  if (method == nullptr) {
-    objc_raise("NSInvalidArgumentException", prefixOf(receiver) + sel_getName(sel) +
-                                                 "]: unrecognized selector sent to " +
-                                                 (object_isClass(receiver) ? "class" : "instance"));
-  }
-  const std::string_view declared = method->abi;
-  const std::string_view called(abi, length);
+/// Whether a caller's letters will do for a method's.
+bool canCall(std::string_view called, std::string_view declared) {
   auto lengthOfResult = [](std::string_view letters) { return letters[0] == '{' ? std::size_t{2} : std::size_t{1}; };
   const std::string_view declaredResult = declared.substr(0, lengthOfResult(declared));
   const std::string_view calledResult = called.substr(0, lengthOfResult(called));
@@ -47,12 +36,44 @@ IMP implementationFor(const Object* receiver, Class lookIn, SEL sel, const char*
     const bool isSize = i > 0 && declaredArguments[i - 1] == '{';
     matches = isSize ? calledArguments[i] == declaredArguments[i] : fits(calledArguments[i], declaredArguments[i]);
   }
+  return matches;
+}
+
+bool isQualifier(char c) {
+  switch (c) {
+    case 'r':
+    case 'n':
+    case 'N':
+    case 'o':
+    case 'O':
+    case 'R':
+    case 'V': return true;
+    default: return false;
+  }
+}
+
+}  // namespace
+
+IMP implementationFor(const Object* receiver, Class lookIn, SEL sel, const char* abi, std::size_t length,
+                      char* resultType) {
+  Class cls = lookIn ? lookIn : object_getClass(receiver);
+  Method method = class_getInstanceMethod(cls, sel);
+  if (method == nullptr) {
+    objc_raise("NSInvalidArgumentException", prefixOf(receiver) + sel_getName(sel) +
+                                                 "]: unrecognized selector sent to " +
+                                                 (object_isClass(receiver) ? "class" : "instance"));
+  }
+  const std::string_view declared = method->abi;
+  const std::string_view called(abi, length);
+  // Nearly every call is the very same.
+  const bool matches = called == declared || canCall(called, declared);
   if (!matches) {
     objc_raise("NSInvalidArgumentException",
                prefixOf(receiver) + sel_getName(sel) + "]: called with other types than " + method->types);
   }
-  const std::size_t first = method->returnType.find_first_not_of("rnNoORV");
-  *resultType = first == std::string::npos ? 'v' : method->returnType[first];
+  const char* result = method->returnType.c_str();
+  while (isQualifier(*result)) ++result;
+  *resultType = *result != 0 ? *result : 'v';
   return method->imp.load(std::memory_order_acquire);
 }
 

@@ -86,7 +86,7 @@ ArchiverBody::~ArchiverBody() {
 
 // ---- values -------------------------------------------------------------------------------------------------------
 
-void ArchiverBody::put(std::string_view key, Value value) {
+PropertyListValue ArchiverBody::put(std::string_view key, Value value) {
   if (isFinished) raiseInvalidOperation("an archiver that has finished cannot encode");
   Frame& frame = *frame_;
   std::vector<KnownKey>& known = frame.known->keys;
@@ -94,14 +94,15 @@ void ArchiverBody::put(std::string_view key, Value value) {
     for (std::size_t i = frame.expected; i < known.size(); ++i) {
       if (!known[i].says(key)) continue;
       frame.expected = i + 1;
-      return push(known[i].value, value);
+      push(known[i].value, value);
+      return known[i].value;
     }
   }
   const Value name = list.text(key);
   for (std::size_t i = frame.base; i < keys_.size(); ++i) {
     if (keys_[i] != name) continue;
     values_[i] = value;
-    return;
+    return name;
   }
   // Known keys are different ones: so are those of an object that has kept their order.
   const auto isName = [name](const KnownKey& each) { return each.value == name; };
@@ -112,6 +113,7 @@ void ArchiverBody::put(std::string_view key, Value value) {
     frame.isRegular = false;
   }
   push(name, value);
+  return name;
 }
 
 PropertyListValue ArchiverBody::number(NumberBody::Type type, std::int64_t integer, double real) {
@@ -242,8 +244,7 @@ void ArchiverBody::lookUpMethod(KnownClass& known, const Object* object) {
 
 // ---- classes ------------------------------------------------------------------------------------------------------
 
-ArchiverBody::KnownClass& ArchiverBody::knownClass(const Object* object) {
-  ClassBody* const body = ObjectAccess::isa(object);
+ArchiverBody::KnownClass& ArchiverBody::findClass(ClassBody* body) {
   if (const auto found = classes_.find(body); found != classes_.end()) return *found->second;
   const Class cls(body);
   if (requiresSecureCoding && !classSupportsSecureCoding(cls)) {

@@ -6,10 +6,12 @@
 // one's keys are compared with those that are expected instead of being looked up.
 #pragma once
 
+#include <array>
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <deque>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "BinaryPropertyListWriter.h"
@@ -31,6 +33,34 @@ struct KVT_EXPORT ArchiverBody final : CoderBody {
     return body != nullptr && body->isArchiver ? static_cast<ArchiverBody*>(body) : nullptr;
   }
 
+  /// The keys that one kind of object encodes under, as they stand in this archive: who encodes many such objects in
+  /// the order of a list of his own need not have their text compared each time.
+  class KeyList {
+   private:
+    friend struct ArchiverBody;
+    std::vector<Value> keys_;  // by index in the list; the first scalar of all, which is no key, until one is used
+  };
+  /// The list of `count` keys that the owner calls by `number`, never twice by the same one.
+  KeyList& keyList(std::uint64_t number, std::size_t count) {
+    if (lastKeyList_ != number) [[unlikely]] {
+      lastKeyList_ = number;
+      lastKeys_ = &keyLists_[number];
+      if (lastKeys_->keys_.size() < count) lastKeys_->keys_.resize(count);
+    }
+    return *lastKeys_;
+  }
+  /// As `put`, `putObject` and `putNumber`, with key number `index` of the list.
+  void put(KeyList& keys, std::size_t index, std::string_view key, Value value) {
+    if (!putNext(keys.keys_[index], value)) keys.keys_[index] = put(key, value);
+  }
+  void putObject(const Object* object, KeyList& keys, std::size_t index, std::string_view key) {
+    put(keys, index, key, Value::uid(uidOf(object)));
+  }
+  void putNumber(NumberBody::Type type, std::int64_t integer, double real, KeyList& keys, std::size_t index,
+                 std::string_view key) {
+    put(keys, index, key, Value::uid(uidOfScalar(number(type, integer, real))));
+  }
+
   // ---- for `encodeWithCoder:`: the object that is being encoded gets a value under a key, which replaces an earlier
   // one
   void putObject(const Object* object, std::string_view key) { put(key, Value::uid(uidOf(object))); }
@@ -41,8 +71,8 @@ struct KVT_EXPORT ArchiverBody final : CoderBody {
   void putNumber(NumberBody::Type type, std::int64_t integer, double real, std::string_view key) {
     put(key, Value::uid(uidOfScalar(number(type, integer, real))));
   }
-  /// A value in place, made by `list`.
-  void put(std::string_view key, Value value);
+  /// A value in place, made by `list`. Answers the key as it stands in the archive.
+  Value put(std::string_view key, Value value);
   /// An array of references to what `visit` calls its argument with.
   template <class Visit>
   void putObjects(std::string_view key, const Visit& visit) {
@@ -104,7 +134,27 @@ struct KVT_EXPORT ArchiverBody final : CoderBody {
     keys_.push_back(key);
     values_.push_back(value);
   }
-  KnownClass& knownClass(const Object* object);
+  /// Puts a value under a key that is known, where that is one of those that the class's objects encode next.
+  bool putNext(Value key, Value value) {
+    Frame& frame = *frame_;
+    const std::vector<KnownKey>& known = frame.known->keys;
+    if (!frame.isRegular || isFinished) return false;
+    for (std::size_t i = frame.expected; i < known.size(); ++i) {
+      if (known[i].value != key) continue;
+      frame.expected = i + 1;
+      push(key, value);
+      return true;
+    }
+    return false;
+  }
+  KnownClass& knownClass(const Object* object) {
+    ClassBody* const cls = ObjectAccess::isa(object);
+    RecentClass& recent = recentClasses_[reinterpret_cast<std::uintptr_t>(cls) / 16 * 0x9E3779B97F4A7C15u >> 60];
+    if (recent.cls != cls) [[unlikely]]
+      recent = {cls, &findClass(cls)};
+    return *recent.known;
+  }
+  KnownClass& findClass(ClassBody* cls);
   std::uint32_t uidOfClass(KnownClass& known);
   std::string nameOf(Class cls) const;
 
@@ -117,8 +167,16 @@ struct KVT_EXPORT ArchiverBody final : CoderBody {
   boost::unordered_flat_map<const Object*, std::uint32_t> uids_;  // of what is known by its address, and held
   boost::unordered_flat_map<const Object*, const Object*> replacements_;
   std::vector<id> held_;  // along with replacements
+  struct RecentClass {
+    ClassBody* cls = nullptr;
+    KnownClass* known = nullptr;
+  };
+  std::array<RecentClass, 16> recentClasses_;
   boost::unordered_flat_map<ClassBody*, KnownClass*> classes_;
   std::deque<KnownClass> knownClasses_;
+  std::uint64_t lastKeyList_ = 0;
+  KeyList* lastKeys_ = nullptr;
+  std::unordered_map<std::uint64_t, KeyList> keyLists_;  // by number, counted from 1
   std::vector<Value> keys_, values_, scratch_;
   KnownClass top_;
   Frame topFrame_;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <KVTPlatform/Runtime/Raise.h>
 
@@ -19,6 +20,7 @@ namespace {
 
 constexpr std::string_view kHeader = "bplist00";
 constexpr std::size_t kMaximumHead = 1 + 1 + 8;  // marker, marker of the count, count
+constexpr std::size_t kTrailer = 32;
 constexpr std::uint32_t kMaximumNumber = (1u << 30) - 2;
 
 unsigned widthOf(std::uint64_t value) noexcept {
@@ -44,19 +46,107 @@ std::uint8_t* store(std::uint8_t* out, T value) noexcept {
   return out + sizeof value;
 }
 
+/// The lowest bytes of a value.
+std::uint8_t* storeInteger(std::uint8_t* out, std::uint64_t value, unsigned width) noexcept {
+  switch (width) {
+    case 1: return store(out, static_cast<std::uint8_t>(value));
+    case 2: return store(out, static_cast<std::uint16_t>(value));
+    case 4: return store(out, static_cast<std::uint32_t>(value));
+    default: return store(out, value);
+  }
+}
+
+/// A marker with its count, which follows as an integer when it does not fit.
+std::uint8_t* storeHead(std::uint8_t* out, std::uint8_t marker, std::size_t count) noexcept {
+  if (count < 15) {
+    *out = static_cast<std::uint8_t>(marker | count);
+    return out + 1;
+  }
+  const unsigned width = widthOf(count);
+  out[0] = static_cast<std::uint8_t>(marker | 0x0F);
+  out[1] = static_cast<std::uint8_t>(0x10 | std::countr_zero(width));
+  return storeInteger(out + 2, count, width);
+}
+std::size_t headSize(std::size_t count) noexcept { return count < 15 ? 1 : 2 + widthOf(count); }
+
 [[noreturn]] void raiseTooMany() { objc_raise("NSMallocException", "*** a property list cannot hold so many objects"); }
 
 }  // namespace
 
+// ---- memory -------------------------------------------------------------------------------------------------------
+
+/// The memory of the thread's last writer.
+struct BinaryPropertyListWriter::Spare {
+  static constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+
+  Spare() = default;
+  Spare(const Spare&) = delete;
+  Spare& operator=(const Spare&) = delete;
+  ~Spare() { std::free(bytes); }
+
+  std::uint8_t* bytes = nullptr;
+  std::size_t capacity = 0;
+  std::size_t scalarsSeen = 0;  // how many the last writer had
+  std::vector<std::uint64_t> scalars, containers;
+  std::vector<Slot> index;
+
+  // A plain pointer finds it at once. null: there is none yet, or the thread is ending.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Spare* known;
+};
+constinit thread_local BinaryPropertyListWriter::Spare* BinaryPropertyListWriter::Spare::known = nullptr;
+
+void BinaryPropertyListWriter::takeSpare() noexcept {
+  Spare* const spare = Spare::known;
+  if (spare == nullptr || spare->bytes == nullptr) return;
+  begin_ = p_ = std::exchange(spare->bytes, nullptr);
+  end_ = begin_ + spare->capacity - kSlack;
+  scalars_.swap(spare->scalars);
+  containers_.swap(spare->containers);
+  index_.swap(spare->index);
+  // As many slots as the last one needed: emptying them costs something, too.
+  while (index_.size() > 64 && index_.size() / 8 > spare->scalarsSeen) index_.resize(index_.size() / 2);
+  std::fill(index_.begin(), index_.end(), Slot{0, kNone});
+}
+
+void BinaryPropertyListWriter::leaveSpare() noexcept {
+  const std::size_t capacity = begin_ == nullptr ? 0 : static_cast<std::size_t>(end_ - begin_) + kSlack;
+  const std::size_t tables = (scalars_.capacity() + containers_.capacity()) * sizeof(std::uint64_t);
+  if (Spare::known != nullptr && Spare::known->bytes == nullptr &&
+      capacity + tables + index_.capacity() * sizeof(Slot) <= Spare::kMostBytes) {
+    Spare& spare = *Spare::known;
+    spare.bytes = std::exchange(begin_, nullptr);
+    spare.capacity = capacity;
+    spare.scalarsSeen = scalars_.size();
+    scalars_.clear();
+    containers_.clear();
+    spare.scalars.swap(scalars_);
+    spare.containers.swap(containers_);
+    spare.index.swap(index_);
+  }
+  std::free(begin_);
+}
+
 BinaryPropertyListWriter::BinaryPropertyListWriter() : seed_(hashOfBytes("", 0)) {
-  grow(1024);
+  struct Owner {
+    Owner() : spare(new Spare) { Spare::known = spare; }
+    ~Owner() {
+      Spare::known = nullptr;
+      delete spare;
+    }
+    Spare* const spare;
+  };
+  static thread_local Owner owner;
+  // To mention it is to have it made, and destroyed at the thread's end.
+  (void)&owner;
+  takeSpare();
+  reserve(1024);
   std::memcpy(p_, kHeader.data(), kHeader.size());
   p_ += kHeader.size();
   std::fill(std::begin(smallIntegers_), std::end(smallIntegers_), kNone);
   std::fill(std::begin(booleans_), std::end(booleans_), kNone);
 }
 
-BinaryPropertyListWriter::~BinaryPropertyListWriter() { std::free(begin_); }
+BinaryPropertyListWriter::~BinaryPropertyListWriter() { leaveSpare(); }
 
 void BinaryPropertyListWriter::grow(std::size_t count) {
   const std::size_t used = size();
@@ -66,28 +156,6 @@ void BinaryPropertyListWriter::grow(std::size_t count) {
   begin_ = larger;
   p_ = larger + used;
   end_ = larger + capacity - kSlack;
-}
-
-/// The lowest bytes of a value; there is room.
-void BinaryPropertyListWriter::bigEndian(std::uint64_t value, unsigned width) noexcept {
-  switch (width) {
-    case 1: *p_++ = static_cast<std::uint8_t>(value); break;
-    case 2: p_ = store(p_, static_cast<std::uint16_t>(value)); break;
-    case 4: p_ = store(p_, static_cast<std::uint32_t>(value)); break;
-    default: p_ = store(p_, value); break;
-  }
-}
-
-/// A marker with its count, which follows as an integer when it does not fit; there is room.
-void BinaryPropertyListWriter::head(std::uint8_t marker, std::size_t count) noexcept {
-  if (count < 15) {
-    *p_++ = static_cast<std::uint8_t>(marker | count);
-    return;
-  }
-  const unsigned width = widthOf(count);
-  *p_++ = static_cast<std::uint8_t>(marker | 0x0F);
-  *p_++ = static_cast<std::uint8_t>(0x10 | std::countr_zero(width));
-  bigEndian(count, width);
 }
 
 // ---- scalars ------------------------------------------------------------------------------------------------------
@@ -164,7 +232,7 @@ PropertyListValue BinaryPropertyListWriter::integer(std::int64_t value) {
   reserve(9);
   const std::size_t start = size();
   *p_++ = 0x13;  // only the wide forms are signed
-  bigEndian(static_cast<std::uint64_t>(value), 8);
+  p_ = storeInteger(p_, static_cast<std::uint64_t>(value), 8);
   return close(start);
 }
 
@@ -175,7 +243,7 @@ PropertyListValue BinaryPropertyListWriter::unsignedInteger(std::uint64_t value)
   const std::size_t start = size();
   const unsigned width = widthOf(value);
   *p_++ = static_cast<std::uint8_t>(0x10 | std::countr_zero(width));
-  bigEndian(value, width);
+  p_ = storeInteger(p_, value, width);
   const Value result = close(start);
   if (value < std::size(smallIntegers_)) smallIntegers_[value] = result.number();
   return result;
@@ -185,8 +253,8 @@ PropertyListValue BinaryPropertyListWriter::wideInteger(PropertyListWideInteger 
   reserve(17);
   const std::size_t start = size();
   *p_++ = 0x14;
-  bigEndian(static_cast<std::uint64_t>(value >> 64), 8);
-  bigEndian(static_cast<std::uint64_t>(value), 8);
+  p_ = storeInteger(p_, static_cast<std::uint64_t>(value >> 64), 8);
+  p_ = storeInteger(p_, static_cast<std::uint64_t>(value), 8);
   return close(start);
 }
 
@@ -194,7 +262,7 @@ PropertyListValue BinaryPropertyListWriter::real(double value) {
   reserve(9);
   const std::size_t start = size();
   *p_++ = 0x23;
-  bigEndian(std::bit_cast<std::uint64_t>(value), 8);
+  p_ = storeInteger(p_, std::bit_cast<std::uint64_t>(value), 8);
   return close(start);
 }
 
@@ -202,7 +270,7 @@ PropertyListValue BinaryPropertyListWriter::real(float value) {
   reserve(5);
   const std::size_t start = size();
   *p_++ = 0x22;
-  bigEndian(std::bit_cast<std::uint32_t>(value), 4);
+  p_ = storeInteger(p_, std::bit_cast<std::uint32_t>(value), 4);
   return close(start);
 }
 
@@ -210,14 +278,14 @@ PropertyListValue BinaryPropertyListWriter::date(double secondsSince2001) {
   reserve(9);
   const std::size_t start = size();
   *p_++ = 0x33;
-  bigEndian(std::bit_cast<std::uint64_t>(secondsSince2001), 8);
+  p_ = storeInteger(p_, std::bit_cast<std::uint64_t>(secondsSince2001), 8);
   return close(start);
 }
 
 PropertyListValue BinaryPropertyListWriter::data(std::string_view bytes) {
   reserve(bytes.size() + kMaximumHead);
   const std::size_t start = size();
-  head(0x40, bytes.size());
+  p_ = storeHead(p_, 0x40, bytes.size());
   copyBytes(p_, bytes.data(), bytes.size());
   p_ += bytes.size();
   return close(start);
@@ -234,7 +302,7 @@ PropertyListValue BinaryPropertyListWriter::text(const StringBody& text) {
   if (unicode::isASCII(text.units(), text.size)) return ascii(text.utf8());
   reserve(std::size_t{text.size} * 2 + kMaximumHead);
   const std::size_t start = size();
-  head(0x60, text.size);
+  p_ = storeHead(p_, 0x60, text.size);
   for (std::size_t i = 0; i < text.size; ++i) p_ = store(p_, static_cast<std::uint16_t>(text.units()[i]));
   return close(start);
 }
@@ -242,7 +310,7 @@ PropertyListValue BinaryPropertyListWriter::text(const StringBody& text) {
 PropertyListValue BinaryPropertyListWriter::ascii(std::string_view text) {
   reserve(text.size() + kMaximumHead);
   const std::size_t start = size();
-  head(0x50, text.size());
+  p_ = storeHead(p_, 0x50, text.size());
   copyBytes(p_, text.data(), text.size());
   p_ += text.size();
   return close(start);
@@ -251,7 +319,7 @@ PropertyListValue BinaryPropertyListWriter::ascii(std::string_view text) {
 PropertyListValue BinaryPropertyListWriter::utf8(std::string_view text) {
   reserve(text.size() * 2 + kMaximumHead);  // a unit needs a byte of UTF-8 at least
   const std::size_t start = size();
-  head(0x60, unicode::utf16Length(text.data(), text.size()));
+  p_ = storeHead(p_, 0x60, unicode::utf16Length(text.data(), text.size()));
   std::uint8_t* out = p_;
   for (std::size_t i = 0; i < text.size();) {
     const char32_t c = unicode::next(text.data(), i);
@@ -271,7 +339,7 @@ PropertyListValue BinaryPropertyListWriter::sparseUID(std::uint64_t value) {
   const std::size_t start = size();
   const unsigned width = widthOf(value);
   *p_++ = static_cast<std::uint8_t>(0x80 | (width - 1));
-  bigEndian(value, width);
+  p_ = storeInteger(p_, value, width);
   return close(start);
 }
 
@@ -286,6 +354,8 @@ PropertyListValue BinaryPropertyListWriter::container(Marker marker, const Value
   const std::size_t half = count * sizeof(Value);
   reserve(kOpenHead + 2 * half);
   containers_.push_back(size());
+  heads_ += headSize(count);
+  references_ += second != nullptr ? 2 * count : count;
   const auto shortCount = static_cast<std::uint32_t>(count);
   *p_ = marker;
   std::memcpy(p_ + 4, &shortCount, sizeof shortCount);
@@ -299,40 +369,83 @@ PropertyListValue BinaryPropertyListWriter::container(Marker marker, const Value
   return Value(Value::kContainer | static_cast<std::uint32_t>(containers_.size() - 1));
 }
 
-/// Gives every container its final form and moves everything together. Nothing gets longer by that. `bases` says by its
-/// tags what to add to a value's number.
-template <class Reference>
-void BinaryPropertyListWriter::closeUp(const std::uint32_t* bases) {
-  const std::size_t end = size();
-  p_ = begin_ + kHeader.size();
-  std::size_t scalar = 0;
-  std::size_t from = kHeader.size();
-  for (std::size_t container = 0; container <= containers_.size(); ++container) {
-    const std::size_t next = container < containers_.size() ? containers_[container] : end;
-    // The scalars before it.
-    const std::size_t shift = from - size();
-    for (; scalar < scalars_.size() && scalars_[scalar] < next; ++scalar) scalars_[scalar] -= shift;
-    if (shift != 0) std::memmove(p_, begin_ + from, next - from);
-    p_ += next - from;
-    if (container == containers_.size()) return;
+// ---- the file -----------------------------------------------------------------------------------------------------
 
-    const std::uint8_t marker = begin_[next];
-    std::uint32_t count = 0;
-    std::memcpy(&count, begin_ + next + 4, sizeof count);
-    const std::uint8_t* in = begin_ + next + kOpenHead;
-    containers_[container] = size();
-    head(marker, count);
-    std::uint8_t* out = p_;
-    for (std::size_t left = marker == kDictionary ? std::size_t{count} * 2 : count; left > 0; --left) {
-      std::uint32_t bits;
-      std::memcpy(&bits, in, sizeof bits);
-      in += sizeof bits;
-      out = store(out, static_cast<Reference>(bases[bits >> 30] + (bits & ~Value::kTags)));
-    }
-    p_ = out;
-    from = static_cast<std::size_t>(in - begin_);
+/// The values of a container as references. Written so that it becomes vector instructions.
+template <class Reference>
+void BinaryPropertyListWriter::writeReferences(std::uint8_t* __restrict out, const std::uint8_t* __restrict in,
+                                               std::size_t count, std::uint32_t firstUID,
+                                               std::uint32_t firstContainer) noexcept {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint32_t bits;
+    std::memcpy(&bits, in + i * sizeof bits, sizeof bits);
+    const std::uint32_t isUID = 0u - (bits >> 30 & 1), isContainer = 0u - (bits >> 31);
+    const std::uint32_t number = (bits & ~Value::kTags) + (firstUID & isUID) + (firstContainer & isContainer);
+    const Reference reference = toBigEndian(static_cast<Reference>(number));
+    std::memcpy(out + i * sizeof reference, &reference, sizeof reference);
   }
 }
+
+/// Copies everything in its order, the containers in their final form; from now on objects lie where they lie there.
+/// Answers where the output ends.
+template <class Reference>
+std::uint8_t* BinaryPropertyListWriter::writeObjects(std::uint8_t* const file, std::uint32_t firstUID,
+                                                     std::uint32_t firstContainer) {
+  std::uint8_t* out = file;
+  std::size_t from = 0, scalar = 0;
+  const auto copyScalars = [&](std::size_t end) {
+    const std::uint64_t shift = from - static_cast<std::size_t>(out - file);
+    for (; scalar < scalars_.size() && scalars_[scalar] < end; ++scalar) scalars_[scalar] -= shift;
+    copyBytes(out, begin_ + from, end - from);
+    out += end - from;
+  };
+  for (std::uint64_t& container : containers_) {
+    copyScalars(container);
+    const std::uint8_t* in = begin_ + container;
+    const std::uint8_t marker = *in;
+    std::uint32_t count = 0;
+    std::memcpy(&count, in + 4, sizeof count);
+    from = container + kOpenHead;
+    container = static_cast<std::uint64_t>(out - file);
+    out = storeHead(out, marker, count);
+    const std::size_t references = marker == kDictionary ? std::size_t{count} * 2 : count;
+    writeReferences<Reference>(out, begin_ + from, references, firstUID, firstContainer);
+    out += references * sizeof(Reference);
+    from += references * sizeof(Value);
+  }
+  copyScalars(size());
+  return out;
+}
+
+namespace {
+
+template <class Offset>
+std::uint8_t* storeOffsets(std::uint8_t* out, const std::vector<std::uint64_t>& offsets) noexcept {
+  for (const std::uint64_t offset : offsets) out = store(out, static_cast<Offset>(offset));
+  return out;
+}
+
+std::uint8_t* storeOffsets(std::uint8_t* out, const std::vector<std::uint64_t>& offsets, unsigned width) noexcept {
+  switch (width) {
+    case 1: return storeOffsets<std::uint8_t>(out, offsets);
+    case 2: return storeOffsets<std::uint16_t>(out, offsets);
+    case 4: return storeOffsets<std::uint32_t>(out, offsets);
+    default: return storeOffsets<std::uint64_t>(out, offsets);
+  }
+}
+
+/// UIDs from 0 on are as wide as the last one of their width: how many bytes the first `count` take.
+std::uint64_t sizeOfUIDs(std::uint64_t count) noexcept {
+  std::uint64_t size = 0, done = 0;
+  for (const unsigned width : {1u, 2u, 4u}) {
+    const std::uint64_t end = std::min(count, std::uint64_t{1} << (8 * width));
+    if (end > done) size += (end - done) * (1 + width);
+    done = std::max(done, end);
+  }
+  return size;
+}
+
+}  // namespace
 
 NSData BinaryPropertyListWriter::finish(Value top, std::uint32_t uids) {
   const std::uint64_t total = std::uint64_t{scalars_.size()} + uids + containers_.size();
@@ -340,45 +453,38 @@ NSData BinaryPropertyListWriter::finish(Value top, std::uint32_t uids) {
 
   // Objects are numbered scalars first, then UIDs, then containers.
   const auto firstUID = static_cast<std::uint32_t>(scalars_.size());
-  const std::uint32_t bases[3] = {0, firstUID, firstUID + uids};
+  const std::uint32_t firstContainer = firstUID + uids;
   const unsigned referenceWidth = widthOf(total);
+  const std::uint64_t openContainers = containers_.size() * kOpenHead + references_ * sizeof(Value);
+  const std::uint64_t uidsAt = size() - openContainers + heads_ + references_ * referenceWidth;
+  const std::uint64_t table = uidsAt + sizeOfUIDs(uids);
+  const unsigned offsetWidth = widthOf(table);
+
+  DataBody* const body = DataBody::create(kDataKind, table + total * offsetWidth + kTrailer);
+  NSData file(adopt, body);
+  std::uint8_t* out = body->bytes;
   switch (referenceWidth) {
-    case 1: closeUp<std::uint8_t>(bases); break;
-    case 2: closeUp<std::uint16_t>(bases); break;
-    default: closeUp<std::uint32_t>(bases); break;
+    case 1: out = writeObjects<std::uint8_t>(out, firstUID, firstContainer); break;
+    case 2: out = writeObjects<std::uint16_t>(out, firstUID, firstContainer); break;
+    default: out = writeObjects<std::uint32_t>(out, firstUID, firstContainer); break;
   }
-  const std::size_t firstUIDAt = size();
-  const auto uidSize = [](std::uint32_t uid) { return 1 + widthOf(uid); };
-  reserve(std::size_t{uids} * 5);
   for (std::uint32_t uid = 0; uid < uids; ++uid) {
     const unsigned width = widthOf(uid);
-    *p_++ = static_cast<std::uint8_t>(0x80 | (width - 1));
-    bigEndian(uid, width);
+    *out++ = static_cast<std::uint8_t>(0x80 | (width - 1));
+    out = storeInteger(out, uid, width);
   }
-
-  const std::uint64_t table = size();
-  const unsigned offsetWidth = widthOf(table);
-  reserve(total * offsetWidth + 32);
-  for (const std::uint64_t offset : scalars_) bigEndian(offset, offsetWidth);
-  std::uint64_t uidAt = firstUIDAt;
-  for (std::uint32_t uid = 0; uid < uids; uidAt += uidSize(uid), ++uid) bigEndian(uidAt, offsetWidth);
-  for (const std::uint64_t offset : containers_) bigEndian(offset, offsetWidth);
-  std::memset(p_, 0, 6);
-  p_ += 6;
-  *p_++ = static_cast<std::uint8_t>(offsetWidth);
-  *p_++ = static_cast<std::uint8_t>(referenceWidth);
-  bigEndian(total, 8);
-  bigEndian(bases[top.bits_ >> 30] + top.number(), 8);
-  bigEndian(table, 8);
-
-  DataBody* const body = DataBody::create(kDataKind, 0);
-  const std::size_t length = size();
-  if (void* exact = std::realloc(begin_, length)) begin_ = static_cast<std::uint8_t*>(exact);
-  body->bytes = begin_;
-  body->length = length;
-  body->capacity = length;
-  begin_ = p_ = end_ = nullptr;
-  return NSData(adopt, body);
+  out = storeOffsets(out, scalars_, offsetWidth);
+  std::uint64_t uidAt = uidsAt;
+  for (std::uint32_t uid = 0; uid < uids; uidAt += 1 + widthOf(uid), ++uid) out = storeInteger(out, uidAt, offsetWidth);
+  out = storeOffsets(out, containers_, offsetWidth);
+  std::memset(out, 0, 6);
+  out += 6;
+  *out++ = static_cast<std::uint8_t>(offsetWidth);
+  *out++ = static_cast<std::uint8_t>(referenceWidth);
+  out = store(out, total);
+  out = store(out, std::uint64_t{top.number()} + (top.isScalar() ? 0 : firstContainer));
+  store(out, table);
+  return file;
 }
 
 }  // namespace kvt

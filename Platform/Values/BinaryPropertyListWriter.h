@@ -5,10 +5,11 @@
 //     const PropertyListValue top = out.dictionary(&key, &value, 1);
 //     NSData data = out.finish(top);
 //
-// Scalars go into the output at once, and an equal one is found again instead of being written twice. How wide the
-// references in containers are is known at the end only: until then they are four bytes each, and the output is closed
-// up in place. Costs O(1) a value, amortised; running out of memory throws std::bad_alloc. Thread rule: a writer
-// belongs to one thread.
+// Scalars are written in their final form at once, and an equal one is found again instead of being written twice. How
+// wide the references in containers are is known at the end only: until then they are four bytes each, and everything
+// is copied into a block of its exact size at last. Costs O(1) a value, amortised; running out of memory throws
+// std::bad_alloc or raises. A thread keeps the memory of its last writer for the next one, up to four megabytes: new
+// pages cost more than what is written into them. Thread rule: a writer belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -81,6 +82,7 @@ class BinaryPropertyListWriter {
     std::uint32_t hash;
     std::uint32_t number;
   };
+  struct Spare;
   static constexpr std::uint32_t kNone = UINT32_MAX;
   static constexpr std::size_t kSlack = 16;
 
@@ -90,22 +92,27 @@ class BinaryPropertyListWriter {
       grow(count);
   }
   void grow(std::size_t count);
-  void head(std::uint8_t marker, std::size_t count) noexcept;
-  void bigEndian(std::uint64_t value, unsigned width) noexcept;
   Value ascii(std::string_view text);
   Value utf8(std::string_view text);
   std::uint32_t hashOf(const std::uint8_t* bytes, std::size_t size) const noexcept;
   Value close(std::size_t start);
   void growIndex();
+  void takeSpare() noexcept;
+  void leaveSpare() noexcept;
   Value container(Marker marker, const Value* first, const Value* second, std::size_t count);
   template <class Reference>
-  void closeUp(const std::uint32_t* bases);
+  static void writeReferences(std::uint8_t* out, const std::uint8_t* in, std::size_t count, std::uint32_t firstUID,
+                              std::uint32_t firstContainer) noexcept;
+  template <class Reference>
+  std::uint8_t* writeObjects(std::uint8_t* out, std::uint32_t firstUID, std::uint32_t firstContainer);
 
   std::uint8_t* begin_ = nullptr;
   std::uint8_t* p_ = nullptr;
   std::uint8_t* end_ = nullptr;            // kSlack bytes behind it may be read
   std::vector<std::uint64_t> scalars_;     // where each begins
   std::vector<std::uint64_t> containers_;  // likewise
+  std::uint64_t heads_ = 0;                // bytes of the containers' final heads
+  std::uint64_t references_ = 0;           // in all containers
   std::vector<Slot> index_;                // of scalars by hash, open addressing
   std::uint64_t seed_;
   std::uint32_t smallIntegers_[256];

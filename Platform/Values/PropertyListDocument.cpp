@@ -1,6 +1,8 @@
 #include "PropertyListDocument.h"
 
+#include <bit>
 #include <cstring>
+#include <iterator>
 
 #include "NSDictionary.h"
 #include "NSError.h"
@@ -14,8 +16,10 @@ using Node = PropertyListNode;
 using Type = PropertyListNode::Type;
 
 char16_t unitAt(const Node& node, std::size_t index) noexcept {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(node.bytes) + 2 * index;
-  return static_cast<char16_t>(bytes[0] << 8 | bytes[1]);
+  char16_t unit;
+  std::memcpy(&unit, node.bytes + 2 * index, sizeof unit);
+  if constexpr (std::endian::native == std::endian::big) return unit;
+  return static_cast<char16_t>(__builtin_bswap16(unit));
 }
 
 bool isSpace(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -91,8 +95,13 @@ NSString textOfNode(const Node& node) {
   }
   if (node.type == Type::kUTF8) return text::fromUTF8(node.view());
   if (node.type != Type::kUTF16) return NSString();
+  const auto read = [&node](char16_t* units) {
+    for (std::size_t i = 0; i < node.size; ++i) units[i] = unitAt(node, i);
+  };
+  char16_t few[256];
+  if (node.size <= std::size(few)) return read(few), text::fromUTF16({few, node.size});
   std::u16string units(node.size, u'\0');
-  for (std::size_t i = 0; i < units.size(); ++i) units[i] = unitAt(node, i);
+  read(units.data());
   return text::fromUTF16(units);
 }
 

@@ -122,8 +122,28 @@ const PropertyListNode* UnarchiverBody::find(std::string_view key) {
   return document.find(*frame_->node, key, &frame_->expected);
 }
 
-id UnarchiverBody::decode(std::string_view key, const Classes* allowed) {
-  const Node* value = find(key);
+const PropertyListNode* UnarchiverBody::find(KeyList& keys, std::size_t index, std::string_view key) {
+  const Node& here = *frame_->node;
+  std::uint32_t& known = keys.nodes_[index];
+  if (frame_->expected < here.size && document.children[here.first + frame_->expected] == known && !error &&
+      !isFinished) [[likely]] {
+    return &document.valueAt(here, frame_->expected++);
+  }
+  const Node* const value = find(key);
+  if (value != nullptr) known = document.children[here.first + frame_->expected - 1];
+  return value;
+}
+
+const PropertyListNode* UnarchiverBody::numberOf(const Node* value) const noexcept {
+  if (value == nullptr || value->type != Type::kUID || value->unsignedInteger >= slots_.size()) return nullptr;
+  if (slots_[value->unsignedInteger].state != State::kNone) return nullptr;
+  const Node& node = document.nodes[document.children[objects_ + value->unsignedInteger]];
+  return node.type >= Type::kFalse && node.type <= Type::kDouble && node.type != Type::kWide ? &node : nullptr;
+}
+
+id UnarchiverBody::decode(std::string_view key, const Classes* allowed) { return decodeValue(find(key), key, allowed); }
+
+id UnarchiverBody::decodeValue(const Node* value, std::string_view key, const Classes* allowed) {
   if (value == nullptr) return id();
   if (value->type != Type::kUID) {
     fail("The value for key " + quoted(key) + " is no object.");
@@ -330,7 +350,8 @@ Class UnarchiverBody::classNamed(const std::string& name) const {
 }
 
 const UnarchiverBody::KnownClass* UnarchiverBody::classOfNode(const Node& node, std::string_view key) {
-  const Node* reference = document.find(node, "$class");
+  std::size_t last = node.size - 1;  // where writers put it
+  const Node* reference = document.find(node, "$class", &last);
   if (reference == nullptr || reference->type != Type::kUID || reference->unsignedInteger >= slots_.size()) {
     return nullptr;
   }

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "CoderBody.h"
@@ -38,6 +39,28 @@ struct KVT_EXPORT UnarchiverBody final : CoderBody {
 
   /// The value as it stands in the archive; null when there is none.
   const Node* find(std::string_view key);
+  /// Where the keys stand that one kind of object is decoded from: who decodes many of them in the order of a list of
+  /// his own need not have their text compared each time.
+  class KeyList {
+   private:
+    friend struct UnarchiverBody;
+    std::vector<std::uint32_t> nodes_;  // by index in the list; UINT32_MAX: not yet known
+  };
+  /// The list of `count` keys that the owner calls by `number`, never twice by the same one.
+  KeyList& keyList(std::uint64_t number, std::size_t count) {
+    KeyList& keys = keyLists_[number];
+    if (keys.nodes_.size() < count) keys.nodes_.resize(count, UINT32_MAX);
+    return keys;
+  }
+  /// As `find`, for key number `index` of the list.
+  const Node* find(KeyList& keys, std::size_t index, std::string_view key);
+
+  /// The object that a value refers to, as `decode` gives it; nil for no value.
+  id decodeValue(const Node* value, std::string_view key, const Classes* classes);
+  /// What a value refers to, where that is an integer, a boolean or a real number that nobody has asked for as an
+  /// object; null otherwise.
+  const Node* numberOf(const Node* value) const noexcept;
+
   /// The object under a key, of one of the classes where secure coding is required. Without classes: of those that may
   /// be decoded here.
   id decode(std::string_view key, const Classes* classes);
@@ -100,6 +123,8 @@ struct KVT_EXPORT UnarchiverBody final : CoderBody {
     std::size_t expected = 0;
   };
   class FrameScope;
+
+  std::unordered_map<std::uint64_t, KeyList> keyLists_;  // by number
 
   id objectAt(std::uint64_t uid, std::string_view key, const Classes* allowed);
   id make(std::uint64_t uid, const Node& node, std::string_view key, const Classes* allowed);

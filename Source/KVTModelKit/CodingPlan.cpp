@@ -1,5 +1,8 @@
 #include "CodingPlan.h"
 
+#include <array>
+#include <atomic>
+#include <cstddef>
 #include <unordered_map>
 
 #include <KVTPlatform/Values/CoderBody.h>
@@ -39,6 +42,24 @@ std::ptrdiff_t offsetOf(Class cls, const _KVTModelPropertyMeta& meta, Kind kind)
   return size != 0 && accessor->size == size ? accessor->offset : Entry::kNoMember;
 }
 
+/// Fills in where the setter stores, when it is the registered default.
+void lookUpStore(Class cls, const _KVTModelPropertyMeta& meta, Entry& entry) {
+  const Accessor* accessor = method_getDefaultAccessor(class_getInstanceMethod(cls, meta.setter));
+  if (accessor == nullptr || accessor->kind != Accessor::Kind::kSetter) return;
+  std::size_t size = 0;
+  if (entry.kind == Kind::kNumber) {
+    model::withNumberType(meta.valueType(), [&size]<class T>(T) { size = sizeof(T); });
+  } else if (entry.kind == Kind::kObject && accessor->className.empty()) {
+    // A member without a C++ type checks by name what is stored in it, and one that is assigned does not hold it.
+    const bool isHeld = accessor->ownership == Ownership::kStrong || accessor->ownership == Ownership::kCopy;
+    size = isHeld ? sizeof(Object*) : 0;
+  }
+  if (size == 0 || accessor->size != size) return;
+  entry.stored = accessor->offset;
+  entry.isCopied = accessor->ownership == Ownership::kCopy;
+  entry.accepts = accessor->accepts;
+}
+
 std::vector<Class> classesOf(const _KVTModelPropertyMeta& meta) {
   if (!meta.cls) return {};
   switch (meta.nsType) {
@@ -57,7 +78,10 @@ std::vector<Class> classesOf(const _KVTModelPropertyMeta& meta) {
 }
 
 std::unique_ptr<ClassPlan> makePlan(Class cls) {
+  static std::atomic<std::uint64_t> lastNumber{0};
   auto plan = std::make_unique<ClassPlan>();
+  plan->number = ++lastNumber;
+  plan->cls = cls;
   plan->generation = objc_runtimeGeneration();
   plan->meta = _KVTModelMeta::metaWithClass(cls);
   if (!plan->meta) return plan;
@@ -69,43 +93,76 @@ std::unique_ptr<ClassPlan> makePlan(Class cls) {
     entry.key = ArchiveKey(meta.name).text();
     entry.kind = kindOf(meta);
     entry.offset = offsetOf(cls, meta, entry.kind);
+    lookUpStore(cls, meta, entry);
     if (entry.kind == Kind::kObject) entry.classes = classesOf(meta);
   }
   return plan;
 }
 
-struct Plans {
+}  // namespace
+
+struct ThreadPlans {
   std::unordered_map<ClassBody*, std::unique_ptr<ClassPlan>> byClass;
   std::vector<std::unique_ptr<ClassPlan>> outdated;  // some of them still in use
   unsigned uses = 0;
+  std::array<const ClassPlan*, 16> recent{};  // of the classes asked for last
+
+  const ClassPlan*& recentFor(ClassBody* cls) noexcept {
+    return recent[reinterpret_cast<std::uintptr_t>(cls) / alignof(std::max_align_t) * 0x9E3779B97F4A7C15u >> 60];
+  }
 };
 
-Plans& plans() {
-  thread_local Plans mine;
-  return mine;
+namespace {
+
+/// The thread's plans, which a plain pointer finds at once. A thread that is ending and has thrown its own away gets
+/// others, which nobody throws away.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPlans* knownPlans = nullptr;
+
+ThreadPlans& makeThreadPlans() {
+  struct Owner {
+    ~Owner() {
+      delete knownPlans;
+      knownPlans = nullptr;
+    }
+  };
+  static thread_local Owner owner;
+  // To mention it is to have it destroyed at the thread's end.
+  (void)&owner;
+  knownPlans = new ThreadPlans;
+  return *knownPlans;
+}
+
+ThreadPlans& threadPlans() { return knownPlans != nullptr ? *knownPlans : makeThreadPlans(); }
+
+const ClassPlan* planFor(ThreadPlans& mine, Class cls) {
+  const auto found = mine.byClass.find(cls.body());
+  if (found != mine.byClass.end() && found->second->generation == objc_runtimeGeneration()) return found->second.get();
+  // Hooks run while it is made, which may ask for plans themselves.
+  auto fresh = makePlan(cls);
+  const ClassPlan* plan = fresh.get();
+  std::unique_ptr<ClassPlan>& place = mine.byClass[cls.body()];
+  if (place != nullptr) mine.outdated.push_back(std::move(place));
+  place = std::move(fresh);
+  return plan;
 }
 
 }  // namespace
 
-PlanUse::PlanUse(Class cls) {
-  Plans& mine = plans();
-  const auto found = mine.byClass.find(cls.body());
-  if (found != mine.byClass.end() && found->second->generation == objc_runtimeGeneration()) {
-    plan_ = found->second.get();
-  } else {
-    // Hooks run while it is made, which may ask for plans themselves.
-    auto fresh = makePlan(cls);
-    plan_ = fresh.get();
-    std::unique_ptr<ClassPlan>& place = mine.byClass[cls.body()];
-    if (place != nullptr) mine.outdated.push_back(std::move(place));
-    place = std::move(fresh);
+PlanUse::PlanUse(Class cls) : thread_(threadPlans()) {
+  const ClassPlan*& recent = thread_.recentFor(cls.body());
+  if (recent == nullptr || recent->cls != cls || recent->generation != objc_runtimeGeneration()) [[unlikely]] {
+    const ClassPlan* plan = planFor(thread_, cls);
+    recent = plan;
   }
-  ++mine.uses;
+  plan_ = recent;
+  ++thread_.uses;
 }
 
 PlanUse::~PlanUse() {
-  Plans& mine = plans();
-  if (--mine.uses == 0) mine.outdated.clear();
+  if (--thread_.uses == 0 && !thread_.outdated.empty()) [[unlikely]] {
+    thread_.outdated.clear();
+    thread_.recent = {};
+  }
 }
 
 }  // namespace kvt::coding

@@ -22,15 +22,24 @@ struct Entry {
   std::string key;
   Kind kind = Kind::kOther;
   std::ptrdiff_t offset = kNoMember;  // of the member that the getter reads
-  std::vector<Class> classes;         // what an object may be and hold where secure coding is required; empty: anything
+  std::ptrdiff_t stored = kNoMember;  // of the member that the setter stores into: numbers, and objects that it holds …
+  bool isCopied = false;              // … or holds a copy of …
+  bool (*accepts)(const Object*) noexcept = nullptr;  // … when it takes them, nil otherwise; null: any
+  std::vector<Class> classes;  // what an object may be and hold where secure coding is required; empty: anything
 };
 
 struct ClassPlan {
+  Class cls;
   Ref<_KVTModelMeta> meta;  // holds the entries' metas
   std::uint64_t generation = 0;
   bool isFoundationType = false;
+  std::uint64_t number = 0;  // no other plan of any thread has had it
   std::vector<Entry> entries;
+
+  std::size_t indexOf(const Entry& entry) const noexcept { return static_cast<std::size_t>(&entry - entries.data()); }
 };
+
+struct ThreadPlans;
 
 /// The calling thread's plan of a class, for as long as this lives.
 class PlanUse {
@@ -42,6 +51,7 @@ class PlanUse {
   const ClassPlan& plan() const noexcept { return *plan_; }
 
  private:
+  ThreadPlans& thread_;
   const ClassPlan* plan_;
 };
 

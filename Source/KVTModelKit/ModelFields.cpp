@@ -1,5 +1,8 @@
 #include "ModelFields.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <KVTPlatform/Runtime/ClassBuilder.h>
 #include <KVTPlatform/Values/Kinds.h>
 
@@ -8,6 +11,7 @@ namespace {
 
 const SEL kValueForKey = "valueForKey:";
 const SEL kSetValueForKey = "setValue:forKey:";
+const SEL kHash = "hash";
 
 // Key-value access as it is registered: a class that has its own is asked.
 const IMP kRootValueForKey = class_getMethodImplementation(classOf<NSObject>(), kValueForKey);
@@ -91,18 +95,83 @@ Field fieldOf(Class cls, const _KVTModelPropertyMeta& meta) {
   return field;
 }
 
+/// Puts the members that count among those of their type.
+void groupPlain(Fields& fields) {
+  std::vector<PlainMembers>& groups = fields.plain;
+  PlainMembers objects{KVTEncodingTypeObject, {}};
+  for (const Field& field : fields.all) {
+    if (!field.isKeyed) continue;
+    if (!field.isPlain()) {
+      fields.isPlain = false;
+      continue;
+    }
+    const auto offset = static_cast<std::uint32_t>(field.offset);
+    if (isObject(field.type)) {
+      objects.offsets.push_back(offset);
+      continue;
+    }
+    const auto isOfType = [&field](const PlainMembers& each) { return each.type == field.type; };
+    auto group = std::find_if(groups.begin(), groups.end(), isOfType);
+    if (group == groups.end()) group = groups.insert(groups.end(), PlainMembers{field.type, {}});
+    group->offsets.push_back(offset);
+  }
+  if (!objects.offsets.empty()) groups.push_back(std::move(objects));
+}
+
+/// What a copy consists of when every accessor copies a member.
+void groupCopied(Fields& fields) {
+  for (const Field& field : fields.all) {
+    if (!field.isCopied) {
+      fields.isCopied = false;
+      return;
+    }
+    const auto offset = static_cast<std::uint32_t>(field.offset);
+    fields.copied.push_back({offset, field.size});
+    if (isObject(field.type)) (field.copiesObject ? fields.copiedObjects : fields.heldObjects).push_back(offset);
+  }
+  const auto before = [](const Fields::Span& a, const Fields::Span& b) { return a.offset < b.offset; };
+  std::sort(fields.copied.begin(), fields.copied.end(), before);
+  std::vector<Fields::Span> joined;
+  for (const Fields::Span& each : fields.copied) {
+    // Two properties may have one member.
+    const std::uint32_t end = joined.empty() ? 0 : joined.back().offset + joined.back().size;
+    if (!joined.empty() && each.offset < end)
+      fields.isCopied = false;
+    else if (!joined.empty() && each.offset == end)
+      joined.back().size += each.size;
+    else
+      joined.push_back(each);
+  }
+  fields.copied = std::move(joined);
+}
+
 Fields fieldsOf(Class cls, const _KVTModelMeta& meta) {
   Fields fields;
+  fields.cls = cls;
+  const Method hash = class_getInstanceMethod(cls, kHash);
+  if (hash != nullptr && method_copyReturnType(hash) == "Q" && method_getNumberOfArguments(hash) == 2) {
+    fields.hash = hash;
+  }
   for (const id& each : meta.allPropertyMetas) {
     fields.all.push_back(fieldOf(cls, *static_cast<const _KVTModelPropertyMeta*>(each.object())));
     fields.anyKeyed = fields.anyKeyed || fields.all.back().isKeyed;
   }
+  std::size_t late = fields.all.size();
+  for (std::size_t i = fields.all.size(); i-- > 0;) {
+    Field& field = fields.all[i];
+    if (field.isKeyed && (isObject(field.type) || !field.isPlain())) late = i;
+    field.nextLate = static_cast<std::uint32_t>(late);
+  }
+  groupPlain(fields);
+  groupCopied(fields);
   return fields;
 }
 
 }  // namespace
 
-FieldsInUse::FieldsInUse(const Object* object) : generation_(objc_runtimeGeneration()) {
+bool Field::isPlain() const { return isRead && type != KVTEncodingTypeClass && !isAggregate(type); }
+
+FieldsInUse::FieldsInUse(const Object* object) {
   const Class cls = object_getClass(object);
   direct::ClassPlan* plan = use_.planFor(cls);
   const _KVTModelMeta* meta = plan != nullptr ? plan->meta.get() : nullptr;

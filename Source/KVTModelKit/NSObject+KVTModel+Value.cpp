@@ -1,13 +1,17 @@
 #include "NSObject+KVTModel+Value.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <KVTPlatform/Values/CollectionSupport.h>
 #include <KVTPlatform/Values/NSNumberBody.h>
 #include <KVTPlatform/Values/NSStringBody.h>
 #include <KVTPlatform/Values/NSValue.h>
+#include <KVTPlatform/Values/ShortBytes.h>
 
 #include "../Category/Category.h"
 #include "ModelAccess.h"
@@ -17,19 +21,28 @@ namespace kvt {
 namespace {
 
 using model::Field;
+using model::Fields;
 using model::FieldsInUse;
+using model::FieldsView;
+using model::PlainMembers;
 
 constexpr unsigned kDeepestModel = 512;
 
 /// The models that this thread is hashing or comparing, innermost first.
 struct Visit {
-  Visit(const Visit*& list, const Object* model, const Object* other)
-      : innermost(list), outer(list), a(model), b(other), depth(list != nullptr ? list->depth + 1 : 1) {
+  Visit(const Visit*& list, const FieldsView& itsFields, const Object* model, const Object* other)
+      : innermost(list),
+        outer(list),
+        fields(itsFields),
+        a(model),
+        b(other),
+        depth(list != nullptr ? list->depth + 1 : 1) {
     innermost = this;
   }
   Visit(const Visit&) = delete;
   Visit& operator=(const Visit&) = delete;
-  ~Visit() { innermost = outer; }
+  // Not inlined: the compiler would take the list for one that keeps what has ended.
+  [[gnu::noinline]] ~Visit() { innermost = outer; }
   /// Whether the same is being done further out.
   bool isRepeated() const {
     for (const Visit* each = outer; each != nullptr; each = each->outer) {
@@ -41,6 +54,7 @@ struct Visit {
 
   const Visit*& innermost;
   const Visit* const outer;
+  const FieldsView& fields;
   const Object* const a;
   const Object* const b;
   const unsigned depth;
@@ -102,14 +116,62 @@ bool isObject(const Field& field) {
          field.type == KVTEncodingTypeClass;
 }
 
-std::uint64_t hashOfModel(const Object* object) {
-  if (object == nullptr) return 0;
-  const FieldsInUse fields(object);
-  if (fields.isValue()) return id(borrow, object).hash();
-  if (!fields.anyKeyed()) return reinterpret_cast<std::uintptr_t>(object);
-  const Visit visit(hashing, object, nullptr);
+/// The hash of the value that key-value access would box, of many members.
+template <class T>
+std::uint64_t hashOfMembers(const PlainMembers& members, const char* model) {
+  std::uint64_t hash = 0;
+  for (const std::uint32_t offset : members.offsets) {
+    const T value = load<T>(model + offset);
+    if constexpr (std::is_same_v<T, const Object*>)
+      hash ^= hashOfObject(value);
+    else if constexpr (std::is_floating_point_v<T>)
+      hash ^= hashOfReal(static_cast<double>(value));
+    else
+      hash ^= hashOfInteger(static_cast<std::uint64_t>(value));  // of the sign's bits, too
+  }
+  return hash;
+}
+std::uint64_t hashOfBools(const PlainMembers& members, const char* model) {
+  std::uint64_t hash = 0;
+  for (const std::uint32_t offset : members.offsets) hash ^= hashOfInteger(load<std::uint8_t>(model + offset) != 0);
+  return hash;
+}
+std::uint64_t hashOfMembers(const PlainMembers& members, const char* model) {
+  switch (members.type) {
+    case KVTEncodingTypeBool: return hashOfBools(members, model);
+    case KVTEncodingTypeInt8: return hashOfMembers<std::int8_t>(members, model);
+    case KVTEncodingTypeUInt8: return hashOfMembers<std::uint8_t>(members, model);
+    case KVTEncodingTypeInt16: return hashOfMembers<std::int16_t>(members, model);
+    case KVTEncodingTypeUInt16: return hashOfMembers<std::uint16_t>(members, model);
+    case KVTEncodingTypeInt32: return hashOfMembers<std::int32_t>(members, model);
+    case KVTEncodingTypeUInt32: return hashOfMembers<std::uint32_t>(members, model);
+    case KVTEncodingTypeInt64: return hashOfMembers<std::int64_t>(members, model);
+    case KVTEncodingTypeUInt64: return hashOfMembers<std::uint64_t>(members, model);
+    case KVTEncodingTypeFloat: return hashOfMembers<float>(members, model);
+    case KVTEncodingTypeDouble: return hashOfMembers<double>(members, model);
+    default: return hashOfMembers<const Object*>(members, model);
+  }
+}
+
+/// Whether hashing the model's values calls none of a client's code, so that nobody can tell in which order it is done.
+bool hashesPlainly(const FieldsView& fields, const char* model) {
+  if (!fields->isPlain) return false;
+  if (fields->plain.empty() || fields->plain.back().type != KVTEncodingTypeObject) return true;
+  for (const std::uint32_t offset : fields->plain.back().offsets) {
+    if (!hashesItself(load<const Object*>(model + offset))) return false;
+  }
+  return true;
+}
+
+std::uint64_t hashByFields(const FieldsView& fields, const Object* object) {
+  if (!fields->anyKeyed) return reinterpret_cast<std::uintptr_t>(object);
+  const Visit visit(hashing, fields, object, nullptr);
   if (visit.isRepeated() || visit.isTooDeep()) return 0;
   std::uint64_t hash = 0;
+  if (const char* members = reinterpret_cast<const char*>(object); hashesPlainly(fields, members)) {
+    for (const PlainMembers& each : fields->plain) hash ^= hashOfMembers(each, members);
+    return hash;
+  }
   bool isDirect = true;
   for (const Field& field : fields.all()) {
     if (!field.isKeyed) continue;
@@ -123,6 +185,24 @@ std::uint64_t hashOfModel(const Object* object) {
     isDirect = fields.areUpToDate();
   }
   return hash;
+}
+
+std::uint64_t hashOfModel(const Object* object) {
+  if (object == nullptr) return 0;
+  // A class's hash comes here from the comparison of two of its objects, which has the fields already.
+  if (comparing != nullptr && comparing->fields->cls == object_getClass(object) && comparing->fields.areUpToDate()) {
+    return hashByFields(comparing->fields, object);
+  }
+  const FieldsInUse fields(object);
+  return fields.isValue() ? id(borrow, object).hash() : hashByFields(fields, object);
+}
+
+/// What the fields' class answers to `hash`.
+std::uint64_t ownHash(const FieldsView& fields, const id& model) {
+  static const SEL hash = "hash";
+  if (fields->hash == nullptr || !fields.areUpToDate()) return model.hash();
+  const auto imp = reinterpret_cast<std::uint64_t (*)(Object*, SEL)>(method_getImplementation(fields->hash));
+  return imp(const_cast<Object*>(model.object()), hash);
 }
 
 // ---- equality ------------------------------------------------------------------------------------------------------
@@ -160,13 +240,71 @@ bool areEqualFields(const Field& field, const char* a, const char* b) {
 /// Whether comparing the field's values calls none of a client's code.
 bool comparesItself(const Field& field, const char* a) { return !isObject(field) || isLeaf(load<const Object*>(a)); }
 
-/// Whether two objects of the fields' class differ in values that can be compared without anybody noticing.
-bool differPlainly(const FieldsInUse& fields, const Object* a, const Object* b) {
-  for (const Field& field : fields.all()) {
-    if (!field.isKeyed || !field.isRead || !comparesItself(field, field.in(a))) continue;
-    if (!areEqualFields(field, field.in(a), field.in(b))) return true;
+template <class T>
+bool areEqualMembers(const PlainMembers& members, const char* a, const char* b) {
+  for (const std::uint32_t offset : members.offsets) {
+    const T left = load<T>(a + offset), right = load<T>(b + offset);
+    if constexpr (std::is_floating_point_v<T>) {
+      if (!areEqualNumbers(static_cast<double>(left), static_cast<double>(right))) return false;
+    } else {
+      if (left != right) return false;
+    }
   }
-  return false;
+  return true;
+}
+bool areEqualBools(const PlainMembers& members, const char* a, const char* b) {
+  for (const std::uint32_t offset : members.offsets) {
+    if ((load<std::uint8_t>(a + offset) != 0) != (load<std::uint8_t>(b + offset) != 0)) return false;
+  }
+  return true;
+}
+
+enum class Comparison : std::uint8_t { kDifferent, kEqual, kEqualSoFar };
+
+/// Passes over objects that a client's code compares.
+Comparison comparePlainObjects(const PlainMembers& members, const char* a, const char* b) {
+  Comparison result = Comparison::kEqual;
+  for (const std::uint32_t offset : members.offsets) {
+    const auto* left = load<const Object*>(a + offset);
+    const auto* right = load<const Object*>(b + offset);
+    if (left == right) continue;
+    if (!isLeaf(left))
+      result = Comparison::kEqualSoFar;
+    else if (!areEqualObjects(left, right))
+      return Comparison::kDifferent;
+  }
+  return result;
+}
+
+Comparison comparePlainMembers(const PlainMembers& members, const char* a, const char* b) {
+  const auto result = [](bool isEqual) { return isEqual ? Comparison::kEqual : Comparison::kDifferent; };
+  switch (members.type) {
+    case KVTEncodingTypeBool: return result(areEqualBools(members, a, b));
+    case KVTEncodingTypeInt8:
+    case KVTEncodingTypeUInt8: return result(areEqualMembers<std::uint8_t>(members, a, b));
+    case KVTEncodingTypeInt16:
+    case KVTEncodingTypeUInt16: return result(areEqualMembers<std::uint16_t>(members, a, b));
+    case KVTEncodingTypeInt32:
+    case KVTEncodingTypeUInt32: return result(areEqualMembers<std::uint32_t>(members, a, b));
+    case KVTEncodingTypeInt64:
+    case KVTEncodingTypeUInt64: return result(areEqualMembers<std::uint64_t>(members, a, b));
+    case KVTEncodingTypeFloat: return result(areEqualMembers<float>(members, a, b));
+    case KVTEncodingTypeDouble: return result(areEqualMembers<double>(members, a, b));
+    default: return comparePlainObjects(members, a, b);
+  }
+}
+
+/// Two objects of the fields' class by the values that can be compared without anybody noticing.
+Comparison comparePlainly(const FieldsView& fields, const Object* a, const Object* b) {
+  Comparison result = fields->isPlain ? Comparison::kEqual : Comparison::kEqualSoFar;
+  for (const PlainMembers& each : fields->plain) {
+    switch (comparePlainMembers(each, reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b))) {
+      case Comparison::kDifferent: return Comparison::kDifferent;
+      case Comparison::kEqualSoFar: result = Comparison::kEqualSoFar; break;
+      case Comparison::kEqual: break;
+    }
+  }
+  return result;
 }
 
 // ---- copies --------------------------------------------------------------------------------------------------------
@@ -184,6 +322,27 @@ bool copyField(const Field& field, const char* from, char* to) {
   return isShared && isLeaf(held.object());
 }
 
+/// What copying the objects amounts to where it calls none of a client's code: every one is held once more. NO, and
+/// nothing done, where it may.
+bool holdObjects(const FieldsView& fields, const char* from, const char* to) {
+  if (!fields->isCopied) return false;
+  // Nothing is let go: what a constructor has put there is as good as a client's code.
+  for (const std::uint32_t offset : fields->heldObjects) {
+    if (load<const Object*>(to + offset) != nullptr) return false;
+  }
+  for (const std::uint32_t offset : fields->copiedObjects) {
+    const auto* object = load<const Object*>(from + offset);
+    if (load<const Object*>(to + offset) != nullptr) return false;
+    if (object != nullptr && !ObjectAccess::isImmutableValue(object)) return false;
+  }
+  for (const std::vector<std::uint32_t>* offsets : {&fields->heldObjects, &fields->copiedObjects}) {
+    for (const std::uint32_t offset : *offsets) {
+      if (const auto* object = load<const Object*>(from + offset)) ObjectAccess::retain(object);
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 id kvt_modelCopy(const id& model) {
@@ -193,6 +352,12 @@ id kvt_modelCopy(const id& model) {
   id copy(adopt, class_createInstance(model.class_()));
   if (!copy) return {};
   bool isDirect = fields.areUpToDate();
+  const auto* from = reinterpret_cast<const char*>(model.object());
+  auto* to = reinterpret_cast<char*>(copy.object());
+  if (isDirect && holdObjects(fields, from, to)) {
+    for (const Fields::Span& each : fields->copied) copyBytes(to + each.offset, from + each.offset, each.size);
+    return copy;
+  }
   for (const Field& field : fields.all()) {
     if (isDirect && field.isCopied) {
       if (copyField(field, field.in(std::as_const(model).object()), field.in(copy.object()))) continue;
@@ -213,18 +378,23 @@ bool kvt_modelIsEqual(const id& model, const id& other) {
   if (model.class_() != other.class_()) return false;
   const FieldsInUse fields(model.object());
   if (fields.isValue()) return model.isEqual(other);
-  const Visit visit(comparing, model.object(), other.object());
+  const Visit visit(comparing, fields, model.object(), other.object());
   if (visit.isRepeated()) return true;
   if (visit.isTooDeep()) return false;
   // Whatever the hashes are, and they cost more.
-  if (differPlainly(fields, model.object(), other.object())) return false;
-  if (model.hash() != other.hash()) return false;
+  const Comparison plainly = comparePlainly(fields, model.object(), other.object());
+  if (plainly == Comparison::kDifferent || ownHash(fields, model) != ownHash(fields, other)) return false;
   bool isDirect = fields.areUpToDate();
-  for (const Field& field : fields.all()) {
+  if (isDirect && plainly == Comparison::kEqual) return true;
+  const std::vector<Field>& all = fields.all();
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (isDirect) i = all[i].nextLate;
+    if (i == all.size()) break;
+    const Field& field = all[i];
     if (!field.isKeyed) continue;
     const char* member = field.in(model.object());
     if (isDirect && field.isRead) {
-      if (comparesItself(field, member)) continue;  // it does not differ
+      if (field.isPlain() && comparesItself(field, member)) continue;  // it does not differ
       if (!areEqualFields(field, member, field.in(other.object()))) return false;
     } else if (!areEqual(plainValue(model, field), plainValue(other, field))) {
       return false;

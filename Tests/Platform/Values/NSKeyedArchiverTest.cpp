@@ -722,6 +722,49 @@ TEST(NSKeyedArchiver, IsKnownToTheRunTime) {
   EXPECT_FALSE(objc_msgSend<id>(classOf<NSCoder>(), "new"));
 }
 
+/// Makes an archive of its own while it is encoded.
+class Parcel : public NSObject {
+ public:
+  id content;
+  void encodeWithCoder(const NSCoder& coder) {
+    coder.encodeObject_forKey(NSKeyedArchiver::archivedDataWithRootObject(content), "content");
+    coder.encodeObject_forKey(content, "again");
+  }
+  KVT_CLASS(Parcel, content)
+};
+
+TEST(NSKeyedArchiver, WritesTheSameWhateverItsThreadWroteBefore) {
+  const auto texts = [](int count) {
+    NSMutableArray list = NSMutableArray::array();
+    for (int i = 0; i < count; ++i) list.addObject(NSString("text " + std::to_string(i % 3000)));
+    return list;
+  };
+  auto parcel = make<Parcel>();
+  parcel->content = texts(200);
+  auto outer = make<Parcel>();
+  outer->content = parcel;
+  const std::vector<id> roots = {id(),
+                                 NSString("x"),
+                                 NSArray{1, "x", 2.5},
+                                 texts(40),
+                                 outer,
+                                 texts(70'000),
+                                 NSData(std::string(9 << 20, 'd')),
+                                 texts(5000),
+                                 parcel,
+                                 NSString()};
+  std::vector<NSData> fresh;
+  for (const id& root : roots) std::thread([&] { fresh.push_back(archive(root)); }).join();
+  EXPECT_GT(fresh[5].length(), 200'000);
+  for (std::size_t first = 0; first < roots.size(); ++first) {
+    for (std::size_t second = 0; second < roots.size(); ++second) {
+      const NSData a = archive(roots[first]), b = archive(roots[second]);
+      EXPECT_TRUE(a == fresh[first]) << first << " before " << second;
+      EXPECT_TRUE(b == fresh[second]) << second << " after " << first;
+    }
+  }
+}
+
 TEST(NSKeyedArchiver, WorksInConcurrentThreads) {
   // A list that threads share; classes and names are looked up by all of them.
   auto track = make<Track>();

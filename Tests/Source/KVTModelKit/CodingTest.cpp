@@ -1,9 +1,11 @@
 // Archiving of models by their properties.
+#include <KVTFoundation/KVTModelKit/ModelValue.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Coding.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel.h>
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <thread>
 
 #include <KVTPlatform/Values/NSDecimalNumber.h>
@@ -355,6 +357,72 @@ class CodingMapped : public NSObject {
   KVT_MODEL(CodingMapped, renamed, path, dropped, blacklisted)
 };
 
+/// Puts one number under every key.
+class CodingNumbers : public NSObject {
+ public:
+  static inline NSNumber value;
+  bool b = false;
+  std::int8_t c = 9;
+  std::uint8_t uc = 9;
+  std::int16_t s = 9;
+  std::uint16_t us = 9;
+  std::int32_t i = 9;
+  std::uint32_t ui = 9;
+  std::int64_t q = 9;
+  std::uint64_t uq = 9;
+  float f = 9;
+  double d = 9;
+  long double ld = 9;
+  void encodeWithCoder(const NSCoder& coder) {
+    for (const char* key : {"b", "c", "uc", "s", "us", "i", "ui", "q", "uq", "f", "d", "ld"}) {
+      coder.encodeObject_forKey(value, key);
+    }
+  }
+  ::kvt::id initWithCoder(const NSCoder& coder) { return kvt_modelInitWithCoder(this, coder); }
+  KVT_MODEL(CodingNumbers, b, c, uc, s, us, i, ui, q, uq, f, d, ld)
+};
+
+TEST(ModelCoding, ConvertsNumbersAsPropertiesDo) {
+  NSMutableArray numbers = NSMutableArray::array();
+  for (const std::int64_t each :
+       {INT64_C(0), INT64_C(1), INT64_C(2), INT64_C(127), INT64_C(255), INT64_C(32767), INT64_C(65535),
+        INT64_C(2147483647), INT64_C(4294967295), INT64_C(9007199254740993), INT64_MAX - 1}) {
+    for (const std::int64_t number : {each, each + 1, -each, -each - 1}) numbers.addObject(NSNumber(number));
+  }
+  for (const double each : {0.0, -0.0, 0.5, -1.5, 255.9, 1e10, 1e300, 3.4e38, std::nan(""),
+                            std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}) {
+    numbers.addObject(NSNumber(each));
+    numbers.addObject(NSNumber(static_cast<float>(each)));
+  }
+  for (const char* each : {"0.1", "1e30", "-12345678901234567890", "77"}) {
+    numbers.addObject(NSDecimalNumber::decimalNumberWithString(each));
+  }
+  numbers.addObject(NSNumber(UINT64_MAX));
+  numbers.addObject(NSNumber(true));
+  numbers.addObject(NSNumber(false));
+  ASSERT_EQ(numbers.count(), 73);
+  for (const id& each : numbers) {
+    CodingNumbers::value = each.as<NSNumber>();
+    for (const bool isKnown : {false, true}) {
+      // A number that is an object of the archive already, and one that is not.
+      const NSKeyedArchiver archiver = NSKeyedArchiver::initRequiringSecureCoding(false);
+      archiver.encodeObject_forKey(each, "number");
+      archiver.encodeObject_forKey(make<CodingNumbers>(), "model");
+      const auto unarchiver = NSKeyedUnarchiver::initForReadingWithData(archiver.encodedData());
+      NSNumber decoded;
+      if (isKnown) decoded = unarchiver.decodeObjectForKey("number").as<NSNumber>();
+      const auto model = unarchiver.decodeObjectForKey("model").as<CodingNumbers>();
+      decoded = unarchiver.decodeObjectForKey("number").as<NSNumber>();
+      const auto expected = make<CodingNumbers>();
+      for (const id& property : _KVTModelMeta::metaWithClass(classOf<CodingNumbers>())->allPropertyMetas) {
+        const auto meta = property.as<_KVTModelPropertyMeta>();
+        ModelSetNumberForProperty(expected, decoded, *meta);
+        EXPECT_EQ(model.valueForKey(meta->name), expected.valueForKey(meta->name)) << each << " as " << meta->name;
+      }
+    }
+  }
+}
+
 TEST(ModelCoding, GoesByPropertiesNotByTheirKeysInJSON) {
   auto model = make<CodingMapped>();
   model->renamed = "1";
@@ -486,6 +554,113 @@ TEST(ModelCoding, SeesAccessorsThatAreReplaced) {
   EXPECT_EQ(valuesIn(archive(model))["count"], "77");
   method_setImplementation(getter, before);
   EXPECT_EQ(valuesIn(archive(model))["count"], "5");
+}
+
+/// Replaces another class's setter while it is decoded.
+class CodingMeddler : public NSObject {
+ public:
+  static inline IMP before = nullptr;
+  void encodeWithCoder(const NSCoder&) {}
+  ::kvt::id initWithCoder(const NSCoder&);
+  KVT_CLASS(CodingMeddler)
+};
+class CodingMeddled : public NSObject {
+ public:
+  NSString early;
+  Ref<CodingMeddler> meddler;
+  NSString late;
+  int number = 0;
+  CODES_BY_PROPERTIES
+  KVT_MODEL(CodingMeddled, early, meddler, late, number)
+};
+id CodingMeddler::initWithCoder(const NSCoder&) {
+  void (*const drop)(Object*, SEL, Object*) = [](Object* self, SEL, Object*) {
+    static_cast<CodingMeddled*>(self)->late = "replaced";
+  };
+  before = method_setImplementation(class_getInstanceMethod(classOf<CodingMeddled>(), "setLate:"),
+                                    reinterpret_cast<IMP>(drop));
+  return Ref<CodingMeddler>(this);
+}
+
+TEST(ModelCoding, SeesSettersThatAreReplacedMeanwhile) {
+  auto model = make<CodingMeddled>();
+  model->early = "e";
+  model->meddler = make<CodingMeddler>();
+  model->late = "l";
+  model->number = 3;
+  const NSData data = archive(model);
+  const auto back = NSKeyedUnarchiver::unarchiveObjectWithData(data).as<CodingMeddled>();
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->early, "e");
+  EXPECT_EQ(back->late, "replaced");
+  EXPECT_EQ(back->number, 3);
+  ASSERT_NE(CodingMeddler::before, nullptr);
+  method_setImplementation(class_getInstanceMethod(classOf<CodingMeddled>(), "setLate:"), CodingMeddler::before);
+}
+
+/// Encodes more than its properties, before and after them, and another model's properties into the same object.
+class CodingMixed : public NSObject {
+ public:
+  NSString a, b, c;
+  int n = 0;
+  Ref<NSObject> guest;
+  unsigned mode = 0;
+  static inline int classes = 0;
+  NSDictionary seen;
+
+  void encodeWithCoder(const NSCoder& coder) {
+    if ((mode & 2) != 0) coder.encodeObject_forKey(NSString("other"), "z");
+    if ((mode & 1) != 0) coder.encodeObject_forKey(NSString("early"), "b");
+    if ((mode & 4) != 0) modeltest::ClassMaker("CodingMade" + std::to_string(classes++)).make();
+    if ((mode & 8) != 0) kvt_modelEncodeWithCoder(guest, coder);
+    kvt_modelEncodeWithCoder(this, coder);
+    if ((mode & 16) != 0) coder.encodeObject_forKey(NSString("late"), "a");
+  }
+  ::kvt::id initWithCoder(const NSCoder& coder) {
+    NSMutableDictionary values = NSMutableDictionary::dictionary();
+    for (const char* key : {"b", "a", "c", "z", "n", "name", "owner"}) {
+      if (const ::kvt::id value = coder.decodeObjectForKey(key)) values.setObject_forKey(value, key);
+    }
+    seen = values;
+    return Ref<CodingMixed>(this);
+  }
+  KVT_MODEL(CodingMixed, a, b, c, n)
+};
+
+TEST(ModelCoding, PutsEachValueUnderItsKeyInAnyOrder) {
+  std::mt19937 random(7);
+  NSMutableArray models = NSMutableArray::array(), expected = NSMutableArray::array();
+  for (int i = 0; i < 400; ++i) {
+    auto model = make<CodingMixed>();
+    // The first one has every value, in the usual order.
+    const auto text = [&] {
+      return i != 0 && random() % 3 == 0 ? NSString() : NSString("t" + std::to_string(random() % 5));
+    };
+    model->a = text(), model->b = text(), model->c = text();
+    model->n = static_cast<int>(random() % 4);
+    auto guest = make<CodingPet>();
+    guest->name = text();
+    model->guest = guest;
+    // Classes come seldom: each makes everybody look anew.
+    model->mode = i != 0 && random() % 4 == 0 ? random() % 32 & (i % 16 == 0 ? 31u : 27u) : 0;
+    models.addObject(model);
+
+    NSMutableDictionary values = NSMutableDictionary::dictionary();
+    if ((model->mode & 1) != 0) values.setObject_forKey(NSString("early"), "b");
+    if ((model->mode & 2) != 0) values.setObject_forKey(NSString("other"), "z");
+    if ((model->mode & 8) != 0 && guest->name) values.setObject_forKey(guest->name, "name");
+    if (model->a) values.setObject_forKey(model->a, "a");
+    if (model->b) values.setObject_forKey(model->b, "b");
+    if (model->c) values.setObject_forKey(model->c, "c");
+    values.setObject_forKey(NSNumber(model->n), "n");
+    if ((model->mode & 16) != 0) values.setObject_forKey(NSString("late"), "a");
+    expected.addObject(values);
+  }
+  const auto back = NSKeyedUnarchiver::unarchiveObjectWithData(archive(models)).as<NSArray>();
+  ASSERT_EQ(back.count(), 400);
+  for (NSUInteger i = 0; i < expected.count(); ++i) {
+    EXPECT_EQ(back[i].as<CodingMixed>()->seen, expected[i]) << i;
+  }
 }
 
 TEST(ModelCoding, TakesClassesBuiltAtRunTime) {

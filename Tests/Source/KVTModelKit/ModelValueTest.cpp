@@ -503,6 +503,21 @@ void breakChain(Ref<ValueTrack> track) {
   while (track) track = std::exchange(track->next, nullptr);
 }
 
+TEST(ModelIsEqual, AHashThatIsReplacedCounts) {
+  auto a = make<ValueEveryType>(), b = make<ValueEveryType>();
+  a->text = "x", b->text = "x";
+  EXPECT_TRUE(kvt_modelIsEqual(a, b));
+  const Method hash = class_getInstanceMethod(classOf<ValueEveryType>(), "hash");
+  std::uint64_t (*const address)(Object*, SEL) = [](Object* self, SEL) -> std::uint64_t {
+    return reinterpret_cast<std::uintptr_t>(self);
+  };
+  const IMP before = method_setImplementation(hash, reinterpret_cast<IMP>(address));
+  EXPECT_FALSE(kvt_modelIsEqual(a, b));
+  EXPECT_TRUE(kvt_modelIsEqual(a, a));
+  method_setImplementation(hash, before);
+  EXPECT_TRUE(kvt_modelIsEqual(a, b));
+}
+
 TEST(ModelValue, ModelsThatContainThemselves) {
   auto a = chainOf(2), b = chainOf(2), c = chainOf(2, "other");
   for (const auto& each : {a, b, c}) each->next->next = each;

@@ -73,15 +73,19 @@ inline std::uint64_t describedHash(const id& model) {
   return any ? hash : reinterpret_cast<std::uintptr_t>(model.object());
 }
 
-inline bool describedEquality(const id& model, const id& other) {
-  if (isIdentical(model, other)) return true;
-  if (!other || model.class_() != other.class_() || model.hash() != other.hash()) return false;
+inline bool areValuesEqual(const id& model, const id& other) {
   bool equal = true;
   eachKeyedProperty(model, [&](const NSString& key) {
     const id a = model.valueForKey(key), b = other.valueForKey(key);
     equal = equal && (isIdentical(a, b) || (a && b && a.isEqual(b)));
   });
   return equal;
+}
+
+inline bool describedEquality(const id& model, const id& other) {
+  if (isIdentical(model, other)) return true;
+  if (!other || model.class_() != other.class_() || model.hash() != other.hash()) return false;
+  return areValuesEqual(model, other);
 }
 
 inline Object* replacedTitle(Object*, SEL) { return NSString("replaced").detach(); }
