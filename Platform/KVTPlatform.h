@@ -63,4 +63,6 @@
 #include <KVTPlatform/Services/Dispatch/NSLock.h>
 #include <KVTPlatform/Services/Dispatch/NSThread.h>
 #include <KVTPlatform/Services/Dispatch/Synchronized.h>
+#include <KVTPlatform/Services/Files/NSDirectoryEnumerator.h>
+#include <KVTPlatform/Services/Files/NSFileManager.h>
 #include <KVTPlatform/Services/Logging/Logging.h>

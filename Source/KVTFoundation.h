@@ -14,6 +14,7 @@
 
 #include <KVTPlatform/KVTPlatform.h>
 
+#include <KVTFoundation/Cache/KVTDiskCache.h>
 #include <KVTFoundation/Category/NSArray/NSArray+KVTExtension.h>
 #include <KVTFoundation/Category/NSDictionary/NSDictionary+KVTExtension.h>
 #include <KVTFoundation/Category/NSDictionary/NSMutableDictionary+KVTExtension.h>
@@ -26,3 +27,4 @@
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Coding.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel+Value.h>
 #include <KVTFoundation/KVTModelKit/NSObject+KVTModel.h>
+#include <KVTFoundation/Timer/KVTTimer.h>

@@ -37,7 +37,7 @@ struct Trips {
   bool over = false;
 };
 
-const bool queues = bench::suite("asio", "queues", [](bench::Suite& suite) {
+const bool queues = bench::suite("asio", "queue", [](bench::Suite& suite) {
   const auto threads = std::make_shared<Threads>();
   suite.threadedOp("async", 1, [threads] {
     int count = 0;
@@ -47,7 +47,11 @@ const bool queues = bench::suite("asio", "queues", [](bench::Suite& suite) {
     over.get_future().wait();
     return count;
   });
-  suite.threadedOp("main burst", 1, [threads] {
+});
+
+const bool mainQueue = bench::suite("asio", "mainqueue", [](bench::Suite& suite) {
+  const auto threads = std::make_shared<Threads>();
+  suite.threadedOp("burst", 1, [threads] {
     int count = 0;
     bool over = false;
     asio::post(threads->strand, [&] {
@@ -57,7 +61,7 @@ const bool queues = bench::suite("asio", "queues", [](bench::Suite& suite) {
     threads->pumpUntil(over);
     return count;
   });
-  suite.threadedOp("round trip", 1, [threads] {
+  suite.threadedOp("hop", 1, [threads] {
     Trips trips{*threads};
     trips.go();
     threads->pumpUntil(trips.over);

@@ -38,9 +38,7 @@ void toMain(GSourceFunc run, Task* task) {
   g_main_context_invoke_full(g_main_context_default(), G_PRIORITY_DEFAULT, run, task, nullptr);
 }
 
-const bool queues = bench::suite("glib", "queues", [](bench::Suite& suite) {
-  // The main context belongs to this thread: what others invoke is queued.
-  g_main_context_acquire(g_main_context_default());
+const bool queues = bench::suite("glib", "queue", [](bench::Suite& suite) {
   GThreadPool* pool = newPool(&Task::onWorker);
   suite.threadedOp("async", 1, [pool] {
     Task task([](Task& self) {
@@ -50,7 +48,13 @@ const bool queues = bench::suite("glib", "queues", [](bench::Suite& suite) {
     task.last.get_future().wait();
     return task.count;
   });
-  suite.threadedOp("main burst", 1, [pool] {
+});
+
+const bool mainQueue = bench::suite("glib", "mainqueue", [](bench::Suite& suite) {
+  // The main context belongs to this thread: what others invoke is queued.
+  g_main_context_acquire(g_main_context_default());
+  GThreadPool* pool = newPool(&Task::onWorker);
+  suite.threadedOp("burst", 1, [pool] {
     Task task([](Task& self) {
       for (int i = 0; i < kPieces; ++i) {
         toMain(
@@ -66,7 +70,7 @@ const bool queues = bench::suite("glib", "queues", [](bench::Suite& suite) {
     task.pump();
     return task.count;
   });
-  suite.threadedOp("round trip", 1, [pool] {
+  suite.threadedOp("hop", 1, [pool] {
     Task task([](Task& self) {
       toMain(
           [](gpointer data) -> gboolean {

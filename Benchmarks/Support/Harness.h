@@ -64,6 +64,17 @@ class Suite {
         ->Threads(threads)
         ->UseRealTime();
   }
+  /// One figure that the operation takes itself: `run()` answers seconds. It is called once.
+  template <class F>
+  void measuredOp(const std::string& kind, F run) {
+    add(
+        kind, 1, [run] { run(); },
+        [run](benchmark::State& state) {
+          for (auto _ : state) state.SetIterationTime(run());
+        })
+        ->UseManualTime()
+        ->Iterations(1);
+  }
   /// What was read, as a number; the same for all peers of a workload. `what` names it where there are several.
   void digest(std::uint64_t value, const std::string& what = "objects") const;
   /// Ends the program with a message.

@@ -18,6 +18,10 @@ def figures_of(times):
             "cv": statistics.stdev(times) / statistics.mean(times) if len(times) > 1 else 0.0}
 
 
+def is_about_threads(workload):
+    return workload.startswith(("threads", "queue", "mainqueue", "timers"))
+
+
 class Programs:
     """The programs of a build, and who measures which workload in them."""
 
@@ -39,7 +43,7 @@ class Programs:
 
     def time(self, program, workload, seconds):
         """Google Benchmark's report. On one processor, unless threads are the matter."""
-        pin = [] if workload.startswith("threads") else ["taskset", "-c", str(max(os.sched_getaffinity(0)))]
+        pin = [] if is_about_threads(workload) else ["taskset", "-c", str(max(os.sched_getaffinity(0)))]
         return json.loads(self._output(pin + [program, "--workload=" + workload, "--benchmark_format=json",
                                               "--benchmark_min_time=%g" % seconds]))
 
@@ -81,7 +85,7 @@ class Results:
                 raise Failure("%s: time in %s" % (each["name"], each["time_unit"]))
             who, _, kind = each["name"].split("/")[:3]
             # The processor's time is disturbed less than the clock's; of threads, the clock's is what counts.
-            time = each["real_time" if "/real_time" in each["name"] else "cpu_time"] / each.get("parts", 1)
+            time = each["real_time" if re.search("/(real|manual)_time", each["name"]) else "cpu_time"] / each.get("parts", 1)
             self._put(self.times, workload, kind).setdefault(who, []).append(time)
             self._put(self.programs, workload, kind)[who] = program
         for name, value in report["context"].items():
@@ -131,13 +135,14 @@ def measure(folder, wanted, quick):
         print("    %2d of %d  %s" % (number, len(workloads), workload), file=sys.stderr, flush=True)
         taking_part = programs.with_workload(workload)
         large = workload.startswith("W2x")
-        rounds = 2 if quick else 3 if large else 11
+        slow = large or workload.startswith("timers")
+        rounds = 2 if quick else 3 if slow else 11
         for round_ in range(rounds):
             # Nobody always runs behind the same neighbour.
             first = round_ % len(taking_part)
             for program in taking_part[first:] + taking_part[:first]:
                 results.add_report(program, workload, programs.time(program, workload, 0.02 if quick else 0.05))
-        if workload.startswith("threads"):
+        if is_about_threads(workload):
             continue
         for program in taking_part:
             if not large:

@@ -22,6 +22,15 @@ GOALS = [
     ("W1", "write", "qt", 0.02), ("W2", "write", "qt", 0.02), ("W1", "tree", "qt", 0.25), ("W2", "tree", "qt", 0.25),
     ("W2", "alloc", "simdjson", 0.1),
     ("threads8", "read", "one-thread", 1 / 1.8),
+    ("queue", "async", "asio", 1.3), ("queue", "async", "glib", 0.9),
+    ("mainqueue", "hop", "asio", 1.3), ("mainqueue", "hop", "glib", 0.9),
+]
+# (workload, kind, what that is, nanoseconds at most): what is held against no peer.
+LIMITS = [
+    ("timers", "1-10s", "of each second, by 10,000 timers of 1 to 10 s", 10e6),
+    ("timers", "10-100ms", "of each second, by 10,000 timers of 10 to 100 ms", 250e6),
+    ("timers", "late", "beyond the leeway, of 99 firings in 100", 1e6),
+    ("log", "untaken", "a log line that nobody takes", 20),
 ]
 # The memory that reading W2 takes at most, in lengths of the text.
 PEAK_GOAL = 3.0
@@ -31,7 +40,7 @@ NAMES = {
     OURS: "KVTFoundation", "simdjson": "simdjson, mapped by hand",
     "simdjson-native": "simdjson, for this processor", "simdjson-dom": "simdjson's tree",
     "rapidjson": "RapidJSON", "boost-json": "Boost.JSON", "nlohmann": "nlohmann", "rttr": "RTTR", "qt": "Qt 6",
-    "by-hand": "structs, by hand", "memcpy": "copying the text",
+    "by-hand": "structs, by hand", "memcpy": "copying the text", "asio": "Asio", "glib": "GLib",
 }
 # Kinds in the order of tables; others follow.
 KINDS = ("read", "write", "tree", "copy", "hash", "equal", "archive", "unarchive")
@@ -112,6 +121,15 @@ def lines(results, sizes):
         ratio = results.ratio(workload, kind, peer)
         if ratio is not None:
             yield "goal %s %s %s ≤ %.3g: %.3f, %s" % (workload, kind, peer, most, ratio, verdict(ratio, most))
+    for workload, kind, what, most in LIMITS:
+        ours = ours_ns(results, workload, kind)
+        if ours is not None:
+            yield "goal %s %s (%s) ≤ %s: %s, %s" % (workload, kind, what, time_text(most), time_text(ours), verdict(ours, most))
+
+
+def ours_ns(results, workload, kind):
+    times = results.times.get(workload, {}).get(kind, {}).get(OURS)
+    return figures_of(times)["ns"] if times else None
 
 
 def verdict(value, most):
@@ -169,6 +187,10 @@ def goals_section(results, sizes, where):
         else:
             rows.append((workload, "blocks of a read" if kind == "alloc" else kind, NAMES[peer], "≤ %.3g" % most,
                          "%.2f" % ratio, verdict(ratio, most)))
+    for workload, kind, what, most in LIMITS:
+        ours = ours_ns(results, workload, kind)
+        if ours is not None:
+            rows.append((workload, kind, what, "≤ " + time_text(most), time_text(ours), verdict(ours, most)))
     ours = results.peaks["W2"]["read"][OURS] / sizes["W2"]
     rows.append(("W2", "peak memory of a read", "the text", "< %.3g ×" % PEAK_GOAL, "%.2f ×" % ours, verdict(ours, PEAK_GOAL)))
     yield "%s, %s, %s." % (where["date"], where["compiler"], where["machine"])

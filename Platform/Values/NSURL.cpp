@@ -15,9 +15,12 @@
 
 #include "Kinds.h"
 #include "NSArray.h"
+#include "NSDictionary.h"
+#include "NSError.h"
 #include "NSNumber.h"
 #include "NSObject.h"
 #include "NSString.h"
+#include "NSURL+Resources.h"
 #include "NSURLText.h"
 
 namespace kvt {
@@ -49,7 +52,8 @@ struct URLBody final : Object {
   const NSString string;
   const Parts parts;
   const NSURL base;
-  NSURL absolute;  // nil without a base
+  NSURL absolute;                            // nil without a base
+  std::unique_ptr<const FileValues> values;  // what an enumerator has found out
   mutable std::atomic<char*> filePath{nullptr};
 };
 
@@ -86,12 +90,12 @@ const URLBody& pathOwner(const NSURL& url) {
   return body.parts.path.size() == 0 ? body.whole() : body;
 }
 
-NSString decodedPath(const URLBody& body) {
-  if (body.parts.isOpaque) return NSString();
+std::string decodedBytes(const URLBody& body) {
   std::string_view path = body.textOf(body.parts.path);
   if (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  return NSString(urltext::unescape(path));
+  return urltext::unescape(path);
 }
+NSString decodedPath(const URLBody& body) { return body.parts.isOpaque ? NSString() : NSString(decodedBytes(body)); }
 
 struct LastComponent {
   std::size_t begin = 0;  // within the path
@@ -124,12 +128,17 @@ NSURL workingDirectory() {
   return makeURL(NSString(text), NSURL());
 }
 
-NSURL makeFileURL(std::string path, bool asDirectory) {
-  if (asDirectory && (path.empty() || path.back() != '/')) path += path.empty() ? "./" : "/";
+std::string escapedPath(std::string_view path) {
   // A semicolon once divided parameters from a path, and is kept out of paths that are made here.
   std::string escaped = urltext::escape(path, Allowed::kNewPath);
   for (std::size_t i = escaped.find(';'); i != std::string::npos; i = escaped.find(';', i))
     escaped.replace(i, 1, "%3B");
+  return escaped;
+}
+
+NSURL makeFileURL(std::string path, bool asDirectory) {
+  if (asDirectory && (path.empty() || path.back() != '/')) path += path.empty() ? "./" : "/";
+  std::string escaped = escapedPath(path);
   if (!path.empty() && path[0] == '/') return makeURL(NSString("file://" + escaped), NSURL());
   if (urltext::isMistakable(escaped, false, false)) escaped.insert(0, "./");
   return makeURL(NSString(escaped), workingDirectory());
@@ -193,6 +202,8 @@ Class NSURL::kvtClass() {
     c.method<&NSURL::URLByDeletingPathExtension>("URLByDeletingPathExtension");
     c.method<&NSURL::standardizedURL>("standardizedURL").method<&NSURL::isFileURL>("isFileURL");
     c.method<&NSURL::fileSystemRepresentation>("fileSystemRepresentation");
+    c.method<&NSURL::resourceValuesForKeys_error>("resourceValuesForKeys:error:");
+    c.method<&NSURL::getResourceValue_forKey_error>("getResourceValue:forKey:error:");
     c.method<&hashMethod>("hash").method<&isEqualMethod>("isEqual:").method<&descriptionMethod>("description");
     c.rawMethod("copyWithZone:", reinterpret_cast<IMP>(&copyWithZone), "@24@0:8^{_NSZone=}16");
     registerValueOperations(kURLKind, {&hashOf, &isEqualTo});
@@ -227,6 +238,18 @@ NSURL NSURL::fileURLWithPath_isDirectory(const NSString& path, bool isDirectory)
   if (!readFilePath(path, &bytes)) return NSURL();
   return makeFileURL(bytes, bytes.empty() || isDirectory);
 }
+
+NSURL fileURLWithValues(std::string_view path, bool isDirectory, const FileValues* values) {
+  std::string text = "file://" + escapedPath(path);
+  if (isDirectory) text += '/';
+  NSURL url = makeURL(NSString(text), NSURL());
+  if (url && values != nullptr) {
+    static_cast<URLBody*>(url.object())->values = std::make_unique<const FileValues>(*values);
+  }
+  return url;
+}
+
+const FileValues* fileValuesOf(const NSURL& url) noexcept { return url ? bodyOf(url).values.get() : nullptr; }
 
 // ---- reading
 // ---------------------------------------------------------------------------------------------------------
@@ -422,8 +445,7 @@ const char* NSURL::fileSystemRepresentation() const {
   if (!isFileURL()) return nullptr;
   const URLBody& body = bodyOf(*this);
   if (const char* known = body.filePath.load(std::memory_order_acquire)) return known;
-  const NSString path = decodedPath(body.whole());
-  const std::string_view bytes = path.utf8();
+  const std::string bytes = body.whole().parts.isOpaque ? "" : decodedBytes(body.whole());
   if (bytes.empty() || bytes.find('\0') != std::string_view::npos) return nullptr;
   char* fresh = strndup(bytes.data(), bytes.size());
   char* present = nullptr;

@@ -20,8 +20,29 @@
 namespace kvt {
 
 class NSArray;
+class NSDictionary;
+class NSError;
 class NSNumber;
 class NSString;
+
+// What the file system knows of a file: keys of its resource values. Numbers and truth values are NSNumbers. The first
+// seven never fail for a file that is there.
+extern KVT_EXPORT const NSString NSURLNameKey;            // text
+extern KVT_EXPORT const NSString NSURLIsDirectoryKey;     // of a link that leads to one: NO
+extern KVT_EXPORT const NSString NSURLIsRegularFileKey;   //
+extern KVT_EXPORT const NSString NSURLIsSymbolicLinkKey;  //
+extern KVT_EXPORT const NSString NSURLIsHiddenKey;        // a name that begins with a dot
+extern KVT_EXPORT const NSString NSURLContentAccessDateKey;
+extern KVT_EXPORT const NSString NSURLContentModificationDateKey;
+extern KVT_EXPORT const NSString NSURLAttributeModificationDateKey;
+/// When the file was made. Some file systems do not know it (network shares, /proc): there is no value then.
+extern KVT_EXPORT const NSString NSURLCreationDateKey;
+/// Bytes of content. Directories have no value under this key and the next three.
+extern KVT_EXPORT const NSString NSURLFileSizeKey;
+extern KVT_EXPORT const NSString NSURLTotalFileSizeKey;
+/// Bytes on the disk: blocks of 512, so that a file with holes takes less than its size and a short one more.
+extern KVT_EXPORT const NSString NSURLFileAllocatedSizeKey;
+extern KVT_EXPORT const NSString NSURLTotalFileAllocatedSizeKey;
 
 class KVT_EXPORT NSURL : public id {
   KVT_HANDLE(NSURL, id)
@@ -93,8 +114,16 @@ class KVT_EXPORT NSURL : public id {
   /// Whether the scheme is "file", in either case.
   bool isFileURL() const;
   /// The path's bytes for calls of the operating system, valid as long as the URL; null unless it is a file URL with a
-  /// path.
+  /// path. They need be no UTF-8.
   const char* fileSystemRepresentation() const;
+
+  /// The values of those of the keys that the file has a value for (see above; unknown keys have none). A link is asked
+  /// itself, not where it leads. nil, and why in `*error` (which may be null), for what is no file URL or not there.
+  /// A URL that a directory enumerator has given with prefetched values answers those; every other one asks the file
+  /// system once a call.
+  NSDictionary resourceValuesForKeys_error(const NSArray& keys, NSError* error) const;
+  /// One of them; `*value` is nil when the file has none. NO where the form above answers nil. `value` may be null.
+  bool getResourceValue_forKey_error(id* value, const NSString& key, NSError* error) const;
 
   /// The same relative string, and equal bases or none; `isEqual:` says the same. NO for nil on either side.
   bool isEqualToURL(const NSURL& other) const;

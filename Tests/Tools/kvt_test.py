@@ -16,6 +16,7 @@ import select
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 # Documents nest 512 levels deep.
@@ -372,8 +373,9 @@ class CommandLine(Base):
         self.assertEqual(self.run_ok("help"), self.run_ok("--help"))
         self.assertEqual(self.run_ok("-h"), self.run_ok("--help"))
         self.assertIn("--classes", self.run_ok("help", "model"))
+        self.assertIn("--max-size", self.run_ok("help", "cache"))
         self.assertEqual(self.run_ok("model", "--help"), self.run_ok("help", "model"))
-        for text in self.run_ok("--help"), self.run_ok("help", "model"):
+        for text in self.run_ok("--help"), self.run_ok("help", "model"), self.run_ok("help", "cache"):
             self.assertLessEqual(max(map(len, text.splitlines())), 110)
 
     def test_version(self):
@@ -473,6 +475,266 @@ class Limits(Base):
             self.assertEqual(process.returncode, 0)
             # The text, its tree, the models and the tree of what came back are in memory at once.
             self.assertLess(usage.ru_maxrss * 1024, 30 * len(document))
+
+
+class Cache(Base):
+    """A folder of files that are so many blocks long, and so many days old."""
+
+    BLOCK = 4096
+
+    def setUp(self):
+        self.scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(self.scratch.cleanup)
+        os.chmod(self.scratch.name, 0o755)
+        self.outside = pathlib.Path(self.scratch.name, "outside")
+        self.outside.mkdir()
+        (self.outside / "victim").write_text("precious")
+        self.folder = pathlib.Path(self.scratch.name, "cache")
+        self.folder.mkdir()
+
+    def write(self, name, blocks=1, modified=0.0, accessed=0.0):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(b"x" * (blocks * self.BLOCK))
+        now = time.time()
+        os.utime(path, (now - accessed * 86400, now - modified * 86400))
+
+    def left(self):
+        return sorted(str(each.relative_to(self.folder)) for each in self.folder.rglob("*") if each.is_symlink() or not each.is_dir())
+
+    def expire(self, *arguments):
+        return self.run_ok("cache", self.folder, "--expire", *arguments)
+
+    def would_go(self, report):
+        return re.findall(r"^  +[\d.,]+ \w+  [-\d]+ [:\d]+ [-+]\d+  (.*)$", report, re.M)
+
+    def test_what_a_folder_holds(self):
+        self.write("new", 2, modified=1, accessed=9)
+        self.write("old", 3, modified=9, accessed=1)
+        self.write("inner/middle", 1, modified=5, accessed=5)
+        self.write(".hidden", 50)
+        self.write(".folder/x", 50)
+        shown = self.run_ok("cache", self.folder, env={**os.environ, "TZ": "UTC0"})
+        self.assertIn(f"{self.folder}  3 files, 24.6 kB on the disk, in 1 more folder\n2 hidden files or folders left out", shown)
+        dates = re.findall(r"^(\w+)? +(oldest|newest)  ([-\d]+ [:\d]+) \+0000  (.*)$", shown, re.M)
+        self.assertEqual([(each[0], each[1], each[3]) for each in dates[:4]],
+                         [("accessed", "oldest", "new"), ("", "newest", "old"), ("modified", "oldest", "old"), ("", "newest", "new")])
+        nine = time.strftime("%Y-%m-%d %H:%M", time.gmtime((self.folder / "old").stat().st_mtime))
+        self.assertTrue(dates[2][2].startswith(nine))
+        self.assertRegex(shown, r"(?m)^created +(oldest|this file system does not keep it)")
+        self.assertEqual(len(self.left()), 5)
+
+    def test_an_empty_folder(self):
+        self.assertEqual(self.run_ok("cache", self.folder), f"{self.folder}  0 files, 0 bytes on the disk\n")
+        self.assertIn("Removed: 0 files", self.expire("--by", "modified", "--days", "1"))
+
+    def test_a_file_system_without_creation_dates(self):
+        proc = pathlib.Path("/proc/self/fdinfo")
+        self.assertRegex(self.run_ok("cache", proc), "(?m)^created   this file system does not keep it$")
+        result = kvt("cache", proc, "--expire", "--by", "created", "--days", "1")
+        self.assertEqual(result.returncode, BAD_DATA)
+        self.assertRegex(result.stderr.decode(), "files? in /proc/.* have no such date")
+
+    def test_by_size_half_of_what_there_was_is_left(self):
+        for name, blocks, age in ("a", 40, 4), ("b", 30, 3), ("c", 20, 2), ("d", 10, 1):
+            self.write(name, blocks, age, accessed=10 - age)
+        limit = str(60 * self.BLOCK)
+        self.assertEqual(self.would_go(self.expire("--by", "modified", "--max-size", limit, "--dry-run")), ["a", "b"])
+        self.assertEqual(self.would_go(self.expire("--by=access", f"--max-size={limit}", "--dry-run")), ["d", "c", "b"])
+        self.assertEqual(self.left(), ["a", "b", "c", "d"])
+        shown = self.expire("--by", "modified", "--max-size", limit)
+        self.assertIn("Removed: 2 files, 287 kB on the disk", shown)
+        self.assertIn("Left:    2 files, 123 kB on the disk", shown)
+        self.assertNotIn("more than", shown)
+        self.assertEqual(self.left(), ["c", "d"])
+        self.assertIn("That is more than 1.00 kB still", self.expire("--by", "modified", "--max-size", "1k"))
+        self.assertEqual(self.left(), ["d"])
+
+    def test_by_age(self):
+        for name, age in ("six", 6.9), ("seven", 7.1), ("inner/eight", 8), (".hidden", 100), ("future", -5):
+            self.write(name, 1, age, accessed=0)
+        arguments = "--by", "modified", "--days", "7"
+        self.assertEqual(self.would_go(self.expire(*arguments, "--dry-run")), ["inner/eight", "seven"])
+        self.assertIn("Nothing would go", self.expire("--by", "access", "--days", "7", "--dry-run"))
+        self.assertEqual(self.would_go(self.expire(*arguments)), ["inner/eight", "seven"])
+        self.assertEqual(self.left(), [".hidden", "future", "six"])
+        self.assertTrue((self.folder / "inner").is_dir())
+
+    def test_without_days_nothing_goes_by_age(self):
+        self.write("ancient", 1, 10_000, 10_000)
+        self.assertIn("Removed: 0 files", self.expire("--by", "modified", "--max-size", "1G"))
+        self.assertEqual(self.left(), ["ancient"])
+
+    def test_age_comes_before_size(self):
+        for name, blocks, age in ("old", 100, 30), ("a", 10, 4), ("b", 10, 3), ("c", 10, 2):
+            self.write(name, blocks, age)
+        shown = self.expire("--by", "modified", "--days", "7", "--max-size", str(30 * self.BLOCK))
+        self.assertEqual(self.left(), ["a", "b", "c"], "what has gone by age takes no room")
+        shown = self.expire("--by", "modified", "--days", "7", "--max-size", str(29 * self.BLOCK))
+        self.assertEqual(self.left(), ["c"])
+        self.assertIn("Left:    1 file", shown)
+
+    def test_what_would_go_goes(self):
+        for seed in range(25):
+            chance = random.Random(seed)
+            for i in range(chance.randrange(1, 30)):
+                self.write(chance.choice(["", "x/", "x/y/", ".h/"]) + f"{chance.choice(['f', '.g'])}{i}", chance.randrange(1, 9),
+                           chance.uniform(-2, 20), chance.uniform(-2, 20))
+            os.symlink(self.outside, self.folder / "link")
+            arguments = ["--by", chance.choice(["access", "modified"]), "--max-size", str(chance.randrange(1, 200) * self.BLOCK)]
+            if chance.random() < 0.5:
+                arguments += ["--days", str(chance.randrange(1, 15))]
+            with self.subTest(seed=seed, arguments=arguments):
+                before = self.left()
+                would = self.would_go(self.expire(*arguments, "--dry-run"))
+                self.assertEqual(self.left(), before)
+                self.expire(*arguments)
+                self.assertEqual(sorted(set(before) - set(self.left())), sorted(would))
+            self.run_ok("cache", self.folder, "--expire", "--all")
+            self.assertEqual(list(self.folder.iterdir()), [])
+        self.assertEqual((self.outside / "victim").read_text(), "precious")
+
+    def test_everything(self):
+        self.write("a", 2)
+        self.write(".hidden/b", 3)
+        os.symlink(self.outside, self.folder / "link")
+        self.assertIn("3 files", self.expire("--all", "--dry-run"))
+        self.assertEqual(self.left(), [".hidden/b", "a", "link"])
+        self.assertIn("Removed: 3 files, 20.5 kB on the disk\nLeft:    0 files", self.expire("--all"))
+        self.assertEqual(list(self.folder.iterdir()), [])
+        self.assertEqual((self.outside / "victim").read_text(), "precious")
+
+    def test_a_link_to_the_folder(self):
+        self.write("a")
+        link = pathlib.Path(self.scratch.name, "link")
+        link.symlink_to(self.folder)
+        self.run_ok("cache", link, "--expire", "--all")
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(self.left(), [])
+
+    def test_wrong_usage(self):
+        self.write("a")
+        home = {"env": {**os.environ, "HOME": str(self.folder / "home")}}
+        cases = [
+            ([], {}, "which folder"), ([self.folder, self.folder], {}, "one folder"),
+            ([self.folder, "--days", "7"], {}, "nothing is removed without --expire"),
+            ([self.folder, "--all"], {}, "nothing is removed without --expire"),
+            ([self.folder, "--dry-run"], {}, "nothing is removed without --expire"),
+            ([self.folder, "--expire"], {}, "what shall go"),
+            ([self.folder, "--expire", "--by", "access"], {}, "what shall go"),
+            ([self.folder, "--expire", "--days", "7"], {}, "by which date"),
+            ([self.folder, "--expire", "--all", "--days", "7"], {}, "takes no other limit"),
+            ([self.folder, "--expire", "--by", "birth", "--days", "7"], {}, "--by is access, modified or created, not birth"),
+            ([self.folder, "--expire", "--by", "access", "--days", "0"], {}, "say so with --all"),
+            ([self.folder, "--expire", "--by", "access", "--days", "x"], {}, "a whole number, not x"),
+            ([self.folder, "--expire", "--by", "access", "--days", "-1"], {}, "a whole number, not -1"),
+            ([self.folder, "--expire", "--by", "access", "--days", "1.5"], {}, "a whole number, not 1.5"),
+            ([self.folder, "--expire", "--by", "access", "--days"], {}, "--days needs a value"),
+            ([self.folder, "--expire", "--by", "access", "--days", "1", "--days=2"], {}, "--days is given twice"),
+            ([self.folder, "--expire", "--by", "access", "--max-size", "0"], {}, "everything goes with --all"),
+            *[([self.folder, "--expire", "--by", "access", "--max-size", bad], {}, "not ")
+              for bad in ("", "k", "1X", "-5", "1.5M", "1i", "99999999999999999999", "99999999T", "1kk", "0x10", " 1")],
+            (["/", "--expire", "--all"], {}, "is no cache|holds"),
+            ([".", "--expire", "--all"], {"cwd": self.folder}, "holds the working directory"),
+            ([self.folder, "--expire", "--all"], home, "holds your home directory"),
+            ([self.folder, "--fly"], {}, "unknown option --fly"),
+        ]
+        for arguments, options, said in cases:
+            with self.subTest(arguments):
+                result = kvt("cache", *arguments, **options)
+                self.assertEqual(result.returncode, USAGE, result.stderr)
+                self.assertRegex(result.stderr.decode(), said)
+                self.assertEqual(result.stdout, b"")
+        self.assertEqual(self.left(), ["a"])
+
+    def test_sizes(self):
+        self.write("a", 1000, 2)
+        self.write("b", 1000, 1)
+        # The files take 8,192,000 bytes.
+        for text, goes in [("8192000", False), ("8191999", True), ("8192kB", False), ("8191k", True), ("8000Ki", False),
+                           ("7999KiB", True), ("9M", False), ("8M", True), ("8MiB", False), ("7Mi", True), ("1G", False),
+                           ("1T", False), ("1GiB", False), ("16T", False), ("8192000B", False)]:
+            with self.subTest(text):
+                self.assertEqual(self.would_go(self.expire("--by", "modified", "--max-size", text, "--dry-run")),
+                                 ["a", "b"] if goes else [])
+
+    def test_what_is_no_folder(self):
+        self.write("a")
+        for path, said in (self.folder / "none", "No such file or directory"), (self.folder / "a", "Not a directory"):
+            result = kvt("cache", path)
+            self.assertEqual(result.returncode, NO_INPUT)
+            self.assertEqual(result.stderr.decode(), f"kvt: cannot read {path}: {said}\n")
+
+    def as_nobody(self, *arguments):
+        """Permissions mean nothing to root."""
+        if os.geteuid() != 0:
+            return kvt("cache", *arguments)
+        for root, folders, files in os.walk(self.scratch.name):
+            for each in [root, *(os.path.join(root, name) for name in folders + files)]:
+                os.chown(each, 65534, 65534, follow_symlinks=False)
+        try:
+            return kvt("cache", *arguments, user=65534, group=65534, extra_groups=[])
+        except PermissionError:
+            self.skipTest("the program cannot be run by another user")
+
+    def test_what_cannot_be_read_or_removed(self):
+        self.write("locked/old", 5, 9)
+        self.write("secret/x", 5, 9)
+        self.write("b", 3, 8)
+        os.chmod(self.folder / "locked", 0o555)
+        os.chmod(self.folder / "secret", 0)
+        try:
+            result = self.as_nobody(self.folder)
+            self.assertEqual(result.returncode, NO_INPUT)
+            self.assertIn(b"2 files, 32.8 kB", result.stdout)
+            self.assertEqual(result.stderr, b"kvt: cannot read secret: Permission denied\nkvt: 1 folder is not counted\n")
+            result = self.as_nobody(self.folder, "--expire", "--by", "modified", "--days", "7")
+            self.assertEqual(result.returncode, OUTPUT)
+            self.assertIn(b"Removed: 1 file,", result.stdout)
+            self.assertIn(b"kvt: cannot remove locked/old: Permission denied\n", result.stderr)
+            self.write("b", 3, 8)
+            result = self.as_nobody(self.folder, "--expire", "--by", "modified", "--max-size", "1k")
+            self.assertEqual(result.returncode, OUTPUT)
+            self.assertIn(b"1 file that should have made room is still there", result.stderr)
+            result = self.as_nobody(self.folder, "--expire", "--all")
+            self.assertEqual(result.returncode, OUTPUT)
+            self.assertIn(b"not everything in ", result.stderr)
+            self.assertEqual(self.left(), ["locked/old", "secret/x"])
+        finally:
+            os.chmod(self.folder / "locked", 0o755)
+            os.chmod(self.folder / "secret", 0o755)
+
+    def test_names_from_strangers(self):
+        raw = os.fsencode(self.folder)
+        for name in b"\x1b[31mred", b"\xff\xfe", b"a\nb":
+            with open(os.path.join(raw, name), "wb") as file:
+                file.write(b"x")
+            os.utime(os.path.join(raw, name), (0, 0))
+        shown = self.expire("--by", "modified", "--days", "7")
+        self.assertEqual(sorted(self.would_go(shown)), [r"\u001b[31mred", r"\xff\xfe", r"a\nb"])
+        self.assertEqual(os.listdir(raw), [])
+
+    def test_long_lists_are_cut(self):
+        for i in range(50):
+            self.write(f"f{i}", 1, 9 + i)
+        shown = self.expire("--by", "modified", "--days", "7", "--dry-run")
+        self.assertEqual(len(self.would_go(shown)), 40)
+        self.assertIn("… and 10 files more", shown)
+
+    def test_progress_is_for_large_folders(self):
+        for i in range(7000):
+            (self.folder / str(i)).touch()
+        shown = Terminal.on_terminal(self, "cache", self.folder)
+        self.assertRegex(shown, "\r\x1b\\[Klooking at files … [567],\\d+ files\r\x1b\\[K")
+        self.run_ok("cache", self.folder, "--expire", "--all")
+        self.write("a")
+        self.assertNotIn("\r\x1b[K", Terminal.on_terminal(self, "cache", self.folder))
+
+    def test_output_that_cannot_be_written(self):
+        self.write("a")
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([KVT, "cache", self.folder], stdout=full, stderr=subprocess.PIPE)
+            self.assertEqual(result.returncode, OUTPUT)
 
 
 if __name__ == "__main__":

@@ -16,7 +16,7 @@ enum class ExitStatus : int {
   kBadData = 65,   // the input is not what it should be
   kNoInput = 66,   // the input cannot be read
   kSoftware = 70,  // a mistake of the tool's own
-  kOutput = 74,    // the output cannot be written
+  kOutput = 74,    // the output cannot be written, or a file not removed
 };
 
 /// Ends a command: one line for standard error, and the status.
@@ -38,5 +38,6 @@ struct Command {
 };
 
 extern const Command kModelCommand;
+extern const Command kCacheCommand;
 
 }  // namespace kvt::tool

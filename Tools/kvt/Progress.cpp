@@ -8,8 +8,10 @@ namespace kvt::tool {
 
 void Progress::enable() { enabled_ = isatty(STDERR_FILENO) == 1; }
 
-void Progress::stage(std::string_view name) {
+void Progress::stage(std::string_view name, std::string_view unit, Steps steps) {
   stage_ = name;
+  unit_ = unit;
+  mask_ = steps == Steps::kFast ? 0xFFFF : 0xFF;
   steps_ = 0;
   if (!enabled_) return;
   show(stage_ + " …");
@@ -20,7 +22,7 @@ void Progress::refresh() {
   const auto now = std::chrono::steady_clock::now();
   if (now - last_ < std::chrono::milliseconds(100)) return;
   last_ = now;
-  show(stage_ + " … " + grouped(steps_) + " values");
+  show(stage_ + " … " + grouped(steps_) + " " + unit_);
 }
 
 void Progress::clear() {

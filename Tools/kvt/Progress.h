@@ -17,12 +17,14 @@ class Progress {
 
   /// Shows lines from now on, if standard error is a terminal: for input that takes longer than a blink.
   void enable();
-  /// What begins now.
-  void stage(std::string_view name);
-  /// One step of the stage is done. Costs an addition, and a look at the clock every few thousand steps.
+  /// What begins now, and what its steps are called. Of slow ones the clock is looked at more often.
+  enum class Steps { kFast, kSlow };
+  void stage(std::string_view name, std::string_view unit = "values", Steps steps = Steps::kFast);
+  /// One step of the stage is done. Costs an addition, and now and then a look at the clock.
   void step() {
-    if ((++steps_ & 0xFFFF) == 0 && enabled_) refresh();
+    if ((++steps_ & mask_) == 0 && enabled_) refresh();
   }
+  std::uint64_t steps() const noexcept { return steps_; }
   /// Takes the line away.
   void clear();
 
@@ -33,6 +35,8 @@ class Progress {
   bool enabled_ = false;
   bool shown_ = false;
   std::string stage_;
+  std::string unit_;
+  std::uint64_t mask_ = 0;
   std::uint64_t steps_ = 0;
   std::chrono::steady_clock::time_point last_;
 };

@@ -12,7 +12,7 @@
 namespace kvt::tool {
 namespace {
 
-const Command* const kCommands[] = {&kModelCommand};
+const Command* const kCommands[] = {&kModelCommand, &kCacheCommand};
 
 const Command* commandNamed(std::string_view name) {
   for (const Command* command : kCommands) {
@@ -36,8 +36,8 @@ std::string generalHelp() {
       "  --help     this text\n"
       "  --version  the version of the library\n"
       "\n"
-      "Exit status: 0; 64 wrong command line; 65 the input is no JSON, or nothing to map; 66 the input\n"
-      "cannot be read; 74 the output cannot be written.\n";
+      "Exit status: 0; 64 wrong command line; 65 the input is not what it should be; 66 it cannot be read;\n"
+      "74 the output cannot be written, or a file cannot be removed.\n";
   return text;
 }
 

@@ -1,14 +1,17 @@
-// Queues: the same three patterns are measured of Asio (Peers/AsioBenchmark.cpp) and GLib (Peers/GLibBenchmark.cpp).
+// Queues: the same patterns are measured of Asio (Peers/AsioBenchmark.cpp) and GLib (Peers/GLibBenchmark.cpp).
 //
-//   async         a thousand pieces of work, from this thread through one serial queue, until the last has run
-//   main burst    a thousand pieces from a worker to the main thread, whose loop takes 64 at a time
-//   round trip    a hundred times from the main thread to a worker and back, each piece handing over the next
+//   queue async       a thousand pieces of work, from this thread through one serial queue, until the last has run
+//   mainqueue burst   a thousand pieces from a worker to the main thread, whose loop takes 64 at a time
+//   mainqueue hop     a hundred times from the main thread to a worker and back, each piece handing over the next
 //
-// And of ours alone: a dispatch_sync on a queue that is free, and what live timers cost.
+// And of ours alone: a dispatch_sync on a queue that is free, what ten thousand live timers cost of each second, and
+// how late timers are.
 
 #include <poll.h>
 #include <time.h>
 
+#include <algorithm>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -45,7 +48,7 @@ struct Trips {
   bool over = false;
 };
 
-const bool queues = bench::suite("kvt", "queues", [](bench::Suite& suite) {
+const bool queues = bench::suite("kvt", "queue", [](bench::Suite& suite) {
   const dispatch_queue_t queue = dispatch_queue_create("benchmark", DISPATCH_QUEUE_SERIAL);
   suite.threadedOp("async", 1, [queue] {
     int count = 0;
@@ -53,7 +56,16 @@ const bool queues = bench::suite("kvt", "queues", [](bench::Suite& suite) {
     dispatch_sync(queue, [] {});
     return count;
   });
-  suite.threadedOp("main burst", 1, [queue] {
+  suite.threadedOp("sync", 1, [queue] {
+    int count = 0;
+    for (int i = 0; i < kPieces; ++i) dispatch_sync(queue, [&count] { ++count; });
+    return count;
+  });
+});
+
+const bool mainQueue = bench::suite("kvt", "mainqueue", [](bench::Suite& suite) {
+  const dispatch_queue_t queue = dispatch_queue_create("benchmark", DISPATCH_QUEUE_SERIAL);
+  suite.threadedOp("burst", 1, [queue] {
     int count = 0;
     bool over = false;
     dispatch_async(queue, [&] {
@@ -63,15 +75,10 @@ const bool queues = bench::suite("kvt", "queues", [](bench::Suite& suite) {
     pumpUntil(over);
     return count;
   });
-  suite.threadedOp("round trip", 1, [queue] {
+  suite.threadedOp("hop", 1, [queue] {
     Trips trips{queue};
     trips.go();
     pumpUntil(trips.over);
-  });
-  suite.threadedOp("sync", 1, [queue] {
-    int count = 0;
-    for (int i = 0; i < kPieces; ++i) dispatch_sync(queue, [&count] { ++count; });
-    return count;
   });
 });
 
@@ -81,33 +88,90 @@ double processTime() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// The CPU time that ten thousand live timers take of one second; manual time, so that 10 ms are 1 % of a core.
-void liveTimers(benchmark::State& state, double least, double most) {
+void pumpFor(double seconds) {
+  bool over = false;
+  dispatch_after(dispatch_time(DISPATCH_TIME_NOW, static_cast<std::int64_t>(seconds * 1e9)), dispatch_get_main_queue(),
+                 [&over] { over = true; });
+  pumpUntil(over);
+}
+
+/// A timer as KVTTimer makes it: on a serial queue of its own that has another one for its target.
+struct Timer {
+  Timer(double interval, const dispatch_queue_t& target)
+      : period(static_cast<std::int64_t>(interval * 1e9)),
+        source(dispatch_source_create(DISPATCH_SOURCE_TYPE_TIMER, 0, 0,
+                                      dispatch_queue_create_with_target("timer", nullptr, target))) {}
+  void start(std::int64_t first) const {
+    dispatch_source_set_timer(source, dispatch_time(DISPATCH_TIME_NOW, first), static_cast<std::uint64_t>(period),
+                              kLeeway);
+    dispatch_resume(source);
+  }
+  static constexpr std::uint64_t kLeeway = 50 * NSEC_PER_MSEC;
+  std::int64_t period;
+  dispatch_source_t source;
+};
+
+/// The processor time that ten thousand live timers of such intervals take of a second, on the average of some.
+double costOfTimers(double least, double most, int seconds) {
   std::mt19937 random(1);
-  std::uniform_real_distribution<double> interval(least, most);
-  std::vector<dispatch_source_t> timers;
+  std::uniform_real_distribution<double> interval(least, most), phase(0, 1);
+  std::vector<Timer> timers;
   for (int i = 0; i < 10'000; ++i) {
-    const auto nanoseconds = static_cast<std::int64_t>(interval(random) * 1e9);
-    const dispatch_queue_t queue = dispatch_queue_create_with_target("timer", nullptr, dispatch_get_main_queue());
-    dispatch_source_t timer = dispatch_source_create(DISPATCH_SOURCE_TYPE_TIMER, 0, 0, queue);
-    dispatch_source_set_event_handler(timer, [] {});
-    dispatch_source_set_timer(timer, dispatch_time(DISPATCH_TIME_NOW, nanoseconds),
-                              static_cast<std::uint64_t>(nanoseconds), 50 * NSEC_PER_MSEC);
-    dispatch_resume(timer);
-    timers.push_back(std::move(timer));
+    timers.emplace_back(interval(random), dispatch_get_main_queue());
+    dispatch_source_set_event_handler(timers.back().source, [] {});
+    // As if they had been at work for long.
+    timers.back().start(static_cast<std::int64_t>(static_cast<double>(timers.back().period) * phase(random)));
   }
-  for (auto _ : state) {
-    const double before = processTime();
-    bool over = false;
-    dispatch_after(dispatch_time(DISPATCH_TIME_NOW, NSEC_PER_SEC), dispatch_get_main_queue(), [&over] { over = true; });
-    pumpUntil(over);
-    state.SetIterationTime(processTime() - before);
-  }
-  for (const dispatch_source_t& timer : timers) dispatch_source_cancel(timer);
+  pumpFor(0.2);
+  const double before = processTime();
+  pumpFor(seconds);
+  const double cost = (processTime() - before) / seconds;
+  for (const Timer& timer : timers) dispatch_source_cancel(timer.source);
   while (dispatch_main_queue_drain(1000) != 0) {
   }
+  return cost;
 }
-BENCHMARK_CAPTURE(liveTimers, of_1_to_10_s, 1.0, 10.0)->UseManualTime()->Iterations(5);
-BENCHMARK_CAPTURE(liveTimers, of_10_to_100_ms, 0.01, 0.1)->UseManualTime()->Iterations(5);
+
+/// How much later than its time and its leeway a timer's handler starts, of 99 in 100 at most.
+double lateness() {
+  struct Watched {
+    Timer timer;
+    std::int64_t due;
+  };
+  const auto now = [] {
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+  };
+  const dispatch_queue_t queue = dispatch_queue_create("firings", nullptr);
+  std::mt19937 random(1);
+  std::uniform_real_distribution<double> interval(0.01, 0.1);
+  std::vector<double> late;  // on the queue
+  late.reserve(100'000);
+  std::vector<std::unique_ptr<Watched>> timers;
+  for (int i = 0; i < 1000; ++i) {
+    auto& each = *timers.emplace_back(new Watched{Timer(interval(random), queue), 0});
+    dispatch_source_set_event_handler(each.timer.source, [&each, &late, now] {
+      // The time that has come last, where several have passed.
+      each.due += (static_cast<std::int64_t>(dispatch_source_get_data(each.timer.source)) - 1) * each.timer.period;
+      late.push_back(static_cast<double>(now() - each.due - static_cast<std::int64_t>(Timer::kLeeway)) / 1e9);
+      each.due += each.timer.period;
+    });
+    each.due = now() + each.timer.period;
+    each.timer.start(each.timer.period);
+  }
+  pumpFor(2);
+  for (const auto& each : timers) dispatch_source_cancel(each->timer.source);
+  dispatch_sync(queue, [] {});
+  const auto last = late.begin() + static_cast<std::ptrdiff_t>(late.size() * 99 / 100);
+  std::nth_element(late.begin(), last, late.end());
+  return std::max(*last, 0.0);
+}
+
+const bool timers = bench::suite("kvt", "timers", [](bench::Suite& suite) {
+  suite.measuredOp("1-10s", [] { return costOfTimers(1, 10, 3); });
+  suite.measuredOp("10-100ms", [] { return costOfTimers(0.01, 0.1, 2); });
+  suite.measuredOp("late", [] { return lateness(); });
+});
 
 }  // namespace

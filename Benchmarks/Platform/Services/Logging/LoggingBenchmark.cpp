@@ -19,11 +19,11 @@ void classOperation(const NSString& name) {
                                                               __func__, __LINE__, nullptr, "%@ has %d", name, 3);
 }
 
-const bool lines = bench::suite("kvt", "log lines", [](bench::Suite& suite) {
+const bool lines = bench::suite("kvt", "log", [](bench::Suite& suite) {
   const NSString name = "name";
-  suite.op("not taken", [name] { KVT_LOG_INFO("%@ has %d", name, 3); });
-  suite.op("not taken, class operation", [name] { classOperation(name); });
-  suite.op("taken, formatted and delivered", [name] {
+  suite.op("untaken", [name] { KVT_LOG_INFO("%@ has %d", name, 3); });
+  suite.op("untaken-operation", [name] { classOperation(name); });
+  suite.op("taken", [name] {
     static const Ref<DDLogger> logger = make<Nowhere>();
     DDLog::addLogger(logger);
     KVT_LOG_ERROR("%@ has %d", name, 3);

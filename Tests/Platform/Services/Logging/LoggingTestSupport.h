@@ -1,4 +1,4 @@
-// Loggers that remember, and folders that go away.
+// Loggers that remember, and what is written to a descriptor.
 #pragma once
 
 #include <KVTPlatform/Services/Logging/Logging.h>
@@ -8,13 +8,14 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "ScratchFolder.h"
 
 namespace kvt {
 
@@ -65,38 +66,6 @@ class MemoryLogger : public DDLogger {
 class LoggingTest : public ::testing::Test {
  protected:
   ~LoggingTest() override { DDLog::removeAllLoggers(); }
-};
-
-/// A folder for the time of a test.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string name = ::testing::TempDir() + "kvt_logsXXXXXX";
-    path_ = ::mkdtemp(name.data());
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  const std::filesystem::path& path() const { return path_; }
-  NSString text(const std::string& name = "") const { return NSString((name.empty() ? path_ : path_ / name).string()); }
-  std::vector<std::string> names() const {
-    std::vector<std::string> result;
-    for (const auto& entry : std::filesystem::directory_iterator(path_)) result.push_back(entry.path().filename());
-    std::sort(result.begin(), result.end());
-    return result;
-  }
-  std::string read(const std::string& name) const {
-    std::ostringstream text;
-    text << std::ifstream(path_ / name, std::ios::binary).rdbuf();
-    return text.str();
-  }
-  void write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ / name, std::ios::binary) << text;
-  }
-
- private:
-  std::filesystem::path path_;
 };
 
 /// What is written to a descriptor while it lives: some kilobytes at most, for it lies in a pipe.
