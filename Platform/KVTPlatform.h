@@ -66,3 +66,4 @@
 #include <KVTPlatform/Services/Files/NSDirectoryEnumerator.h>
 #include <KVTPlatform/Services/Files/NSFileManager.h>
 #include <KVTPlatform/Services/Logging/Logging.h>
+#include <KVTPlatform/Services/Notification/NSNotificationCenter.h>

@@ -15,6 +15,8 @@
 #include <KVTPlatform/KVTPlatform.h>
 
 #include <KVTFoundation/Cache/KVTDiskCache.h>
+#include <KVTFoundation/Cache/KVTLRUCache.h>
+#include <KVTFoundation/Cache/KVTQueue.h>
 #include <KVTFoundation/Category/NSArray/NSArray+KVTExtension.h>
 #include <KVTFoundation/Category/NSDictionary/NSDictionary+KVTExtension.h>
 #include <KVTFoundation/Category/NSDictionary/NSMutableDictionary+KVTExtension.h>

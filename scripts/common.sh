@@ -22,7 +22,7 @@ die() {
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libicu-dev libffi-dev libsimdjson-dev libpugixml-dev libboost1.81-dev libgtest-dev)
 readonly TEST_PACKAGES=(python3)
 # Google Benchmark and the peers.
-readonly BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev libboost-json1.81-dev qt6-base-dev librttr-dev libglib2.0-dev python3)
+readonly BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev libboost-json1.81-dev qt6-base-dev librttr-dev libglib2.0-dev libpoco-dev python3)
 # Installed along with what is missing, but never a reason to call apt-get: everything works without them.
 readonly HANDY_PACKAGES=(ccache libglib2.0-dev)
 

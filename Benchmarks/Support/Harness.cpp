@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <malloc.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include <iterator>
 #include <sstream>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "CountAllocations.h"
@@ -117,6 +119,39 @@ std::string data(const std::string& name) {
     std::exit(1);
   }
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+namespace {
+
+double timeOf(clockid_t clock) {
+  timespec time{};
+  ::clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+}  // namespace
+
+double Together::run(const std::function<void(int, Together&)>& turn) {
+  std::vector<std::thread> others;
+  for (int i = 1; i < threads_; ++i) others.emplace_back([&, i] { turn(i, *this); });
+  turn(0, *this);
+  for (std::thread& each : others) each.join();
+  return ended_ - began_;
+}
+
+void Together::begin() {
+  start_.arrive_and_wait();
+  const double time = timeOf(clock_);
+  for (double earliest = began_; time < earliest && !began_.compare_exchange_weak(earliest, time);) {
+  }
+}
+
+void Together::end() {
+  const double time = timeOf(clock_);
+  for (double latest = ended_; time > latest && !ended_.compare_exchange_weak(latest, time);) {
+  }
+  // What was prepared is let go when nobody is timed any more.
+  goal_.arrive_and_wait();
 }
 
 void Suite::digest(std::uint64_t value, const std::string& what) const {

@@ -16,6 +16,10 @@
 //     PROGRAM --workload=W1 --peak=kvt/read        peak memory of the first operation in this process, bytes
 #pragma once
 
+#include <time.h>
+
+#include <atomic>
+#include <barrier>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -30,6 +34,27 @@ namespace bench {
 
 /// A file of the generated data; ends the program when it is not there.
 std::string data(const std::string& name);
+
+/// Threads that do something at the same time.
+class Together {
+ public:
+  explicit Together(int threads)
+      // One thread's own time is disturbed less than the clock's.
+      : clock_(threads > 1 ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID),
+        threads_(threads),
+        start_(threads),
+        goal_(threads) {}
+  /// Calls `turn(thread, *this)` on each; the seconds from the first `begin()` to the last `end()`.
+  double run(const std::function<void(int, Together&)>& turn);
+  void begin();
+  void end();
+
+ private:
+  clockid_t clock_;
+  int threads_;
+  std::barrier<> start_, goal_;
+  std::atomic<double> began_{1e300}, ended_{0};
+};
 
 class Suite {
  public:
@@ -74,6 +99,25 @@ class Suite {
         })
         ->UseManualTime()
         ->Iterations(1);
+  }
+  /// One figure: the time of `run(thread, input)`, divided by `parts`. What `prepare(thread)` makes anew for each turn,
+  /// and its end, are outside the time. Of several threads, which begin together, the time that passes until the last
+  /// is done counts, divided by the operations of all.
+  template <class P, class F>
+  void preparedOp(const std::string& kind, int threads, int parts, P prepare, F run) {
+    const auto turn = [prepare, run](int thread, Together& all) {
+      auto input = prepare(thread);
+      all.begin();
+      run(thread, input);
+      all.end();
+    };
+    const auto once = [turn, threads] { return Together(threads).run(turn); };
+    add(
+        kind, parts * threads, [once] { once(); },
+        [once](benchmark::State& state) {
+          for (auto _ : state) state.SetIterationTime(once());
+        })
+        ->UseManualTime();
   }
   /// What was read, as a number; the same for all peers of a workload. `what` names it where there are several.
   void digest(std::uint64_t value, const std::string& what = "objects") const;

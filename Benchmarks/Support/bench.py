@@ -39,6 +39,7 @@ def main():
     report.paste(os.path.join(root, "Docs", "performance.md"), {
         "goals": report.goals_section(results, sizes, where),
         "times": report.times_section(results),
+        "caches": report.caches_section(results),
         "memory": report.memory_section(results, sizes)})
     print("Renewed: Benchmarks/results.json, Docs/benchmarks.svg, Docs/performance.md")
 

@@ -6,7 +6,7 @@ import platform
 import re
 import subprocess
 
-from measure import OURS, figures_of
+from measure import BEST, OURS, figures_of, is_of_caches
 
 # What we aim at: (workload, kind, peer, our time ÷ the peer's at most). `alloc` compares numbers of blocks.
 GOALS = [
@@ -32,6 +32,10 @@ LIMITS = [
     ("timers", "late", "beyond the leeway, of 99 firings in 100", 1e6),
     ("log", "untaken", "a log line that nobody takes", 20),
 ]
+CACHES = ["lru%s%s%s" % (entries, keys, threads) for entries in ("1000", "1000000") for keys in ("fresh", "reused")
+          for threads in ("", "x4")]
+CACHE_KINDS = ("hit", "miss", "mixed", "evict")
+GOALS += [(workload, kind, BEST, 0.9) for workload in CACHES for kind in CACHE_KINDS]
 # The memory that reading W2 takes at most, in lengths of the text.
 PEAK_GOAL = 3.0
 
@@ -40,6 +44,7 @@ NAMES = {
     OURS: "KVTFoundation", "simdjson": "simdjson, mapped by hand",
     "simdjson-native": "simdjson, for this processor", "simdjson-dom": "simdjson's tree",
     "rapidjson": "RapidJSON", "boost-json": "Boost.JSON", "nlohmann": "nlohmann", "rttr": "RTTR", "qt": "Qt 6",
+    "poco": "Poco", "std": "the standard library", BEST: "the quickest of them",
     "by-hand": "structs, by hand", "memcpy": "copying the text", "asio": "Asio", "glib": "GLib",
 }
 # Kinds in the order of tables; others follow.
@@ -179,7 +184,7 @@ def goals_section(results, sizes, where):
     rows = []
     for workload, kind, peer, most in GOALS:
         ratio = results.ratio(workload, kind, peer)
-        if ratio is None:
+        if ratio is None or is_of_caches(workload):
             continue
         if peer == "one-thread":
             rows.append((workload, kind, "one thread", "≥ %.2g × its work" % (1 / most), "%.2f ×" % (1 / ratio),
@@ -202,7 +207,7 @@ def times_section(results):
     kinds = {kind for figures in results.times.values() for kind in figures}
     for kind in sorted(kinds, key=lambda each: (KINDS.index(each) if each in KINDS else len(KINDS), each)):
         workloads = [each for each in results.times if OURS in results.times[each].get(kind, {}) and
-                     not each.startswith("threads")]
+                     not each.startswith("threads") and not is_of_caches(each)]
         if not workloads:  # it is one of peers alone
             continue
         peers = in_order({who for workload in workloads for who in results.times[workload][kind]})
@@ -216,6 +221,18 @@ def times_section(results):
                    for times in figures.values())
     yield "Coefficient of variation over the rounds: %.1f %% at the median figure, %.1f %% at the ninth decile." % (
         100 * noise[len(noise) // 2], 100 * noise[len(noise) * 9 // 10])
+
+
+def caches_section(results):
+    """Each operation's time, and what part it is of the quickest peer's."""
+    yield from table([""] + list(CACHE_KINDS), [
+        [workload] + ["%s: %.2f" % (time_text(figures_of(results.times[workload][kind][OURS])["ns"]),
+                                    results.ratio(workload, kind, BEST)) for kind in CACHE_KINDS]
+        for workload in CACHES if OURS in results.times.get(workload, {}).get(CACHE_KINDS[0], {})])
+    ratios_of_all = [results.ratio(workload, kind, BEST) for workload in CACHES for kind in CACHE_KINDS]
+    yield ""
+    yield "Goal: 0.9 of the quickest in each; met in %d of %d." % (
+        sum(each is not None and each <= 0.9 for each in ratios_of_all), len(ratios_of_all))
 
 
 def memory_section(results, sizes):

@@ -22,6 +22,8 @@ constexpr std::size_t kSmallestRegion = std::size_t{1} << 30;
 constexpr std::size_t kStep = 2 * 1024 * 1024;
 /// Blocks are strung together as they are needed, this many bytes at a time, so that a page costs what is used of it.
 constexpr std::size_t kStringSize = 4096;
+/// So much of the region is on pages of the usual size.
+constexpr std::size_t kSmallPages = std::size_t{32} << 20;
 /// The first blocks of pages that follow each other lie at different places, for the same reason as their descriptions.
 constexpr std::size_t kColours = 16;
 constexpr std::size_t kColourStep = 64;
@@ -90,6 +92,9 @@ struct Pool {
     if (unused + kPageSize > usable) {
       if (usable + kStep > region.begin + region.size) return nullptr;
       if (mprotect(reinterpret_cast<void*>(usable), kStep, PROT_READ | PROT_WRITE) != 0) return nullptr;
+      // A program with many objects spends its time on finding their pages, unless these are large. The first few
+      // megabytes are not: they would take more memory than small programs need.
+      if (usable - region.begin >= kSmallPages) madvise(reinterpret_cast<void*>(usable), kStep, MADV_HUGEPAGE);
       usable += kStep;
     }
     Page* page = region.pages + (unused - region.begin) / kPageSize;

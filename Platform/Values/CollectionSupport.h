@@ -43,7 +43,7 @@ id valueForOperatorKey(const id& collection, const NSString& key);
 
 /// The hash of an object as tables keep it. Mixed with a seed that differs from process to process, so that neither
 /// numbers at equal distances nor prepared ones fall upon each other.
-std::uint32_t mixedHash(std::uint64_t hash) noexcept;
+KVT_EXPORT std::uint32_t mixedHash(std::uint64_t hash) noexcept;
 inline std::uint32_t tableHash(const Object* object) {
   if (const StringBody* text = StringBody::of(object)) return mixedHash(text->hash());
   return mixedHash(id(borrow, object).hash());

@@ -83,8 +83,8 @@ NSRange findLiteral(const StringBody& body, const StringBody& what, NSUInteger o
   if (body.isASCII()) {
     const std::string_view bytes = what.utf8();
     if (bytes.size() != what.length()) return kNotFound;  // something in it is not ASCII
-    return rangeFromExact(findExact(std::string_view(body.bytes() + range.location, range.length), bytes, options), range,
-                          bytes.size());
+    return rangeFromExact(findExact(std::string_view(body.bytes() + range.location, range.length), bytes, options),
+                          range, bytes.size());
   }
   const bool whole = range.location == 0 && range.length == body.length();
   if (whole && body.form == StringBody::Form::kUTF8 && what.form != StringBody::Form::kUTF16) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include <KVTPlatform/Runtime/Export.h>
+
 namespace kvt::dispatch {
 
 /// Returns when the word is no longer `expected`, when it was woken, or for no reason at all.
@@ -13,7 +15,7 @@ void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t expected) n
 /// The same; false when the absolute time of the clock (CLOCK_MONOTONIC or CLOCK_REALTIME) came first.
 bool futexWaitUntil(const std::atomic<std::uint32_t>& word, std::uint32_t expected, clockid_t clock,
                     const std::timespec& deadline) noexcept;
-void futexWake(const std::atomic<std::uint32_t>& word, int threads) noexcept;
+KVT_EXPORT void futexWake(const std::atomic<std::uint32_t>& word, int threads) noexcept;
 
 /// A lock of one word, for what takes some tens of nanoseconds: who finds it taken looks again for a moment before
 /// going to sleep, because waking costs a hundred times as much as waiting.
@@ -34,7 +36,7 @@ class ShortLock {
 
  private:
   enum : std::uint32_t { kFree, kTaken, kWanted };
-  void lockSlowly() noexcept;
+  KVT_EXPORT void lockSlowly() noexcept;
   std::atomic<std::uint32_t> word_{kFree};
 };
 

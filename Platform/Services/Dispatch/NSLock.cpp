@@ -10,7 +10,7 @@
 #include <KVTPlatform/Values/NSString.h>
 
 #include "DispatchTime.h"
-#include "Futex.h"
+#include "NSLockBody.h"
 
 namespace kvt {
 namespace {
@@ -24,13 +24,6 @@ bool timeOf(const NSDate& date, std::timespec& time) {
   time.tv_nsec = std::min(static_cast<long>((std::min(seconds, 1e10) - whole) * 1e9), 999'999'999L);
   return true;
 }
-
-struct LockBody : Object {
-  explicit LockBody(Class cls) : Object(cls, ObjectKind::kPlain) {}
-  dispatch::ShortLock word;
-  std::mutex nameMutex;
-  NSString name;
-};
 
 struct PlainLockBody final : LockBody {
   PlainLockBody() : LockBody(classOf<NSLock>()) {}
