@@ -16,7 +16,7 @@ class Failure(Exception):
 
 def figures_of(times):
     return {"ns": statistics.median(times),
-            "cv": statistics.stdev(times) / statistics.mean(times) if len(times) > 1 else 0.0}
+            "cv": statistics.stdev(times) / statistics.mean(times) if len(times) > 1 and any(times) else 0.0}
 
 
 def is_about_threads(workload):
