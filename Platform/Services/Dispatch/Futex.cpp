@@ -14,15 +14,6 @@ long call(const std::atomic<std::uint32_t>& word, int operation, std::uint32_t v
   return ::syscall(SYS_futex, &word, operation | FUTEX_PRIVATE_FLAG, value, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
-/// For the other thread of the processor's core.
-void pauseBriefly() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#elif defined(__aarch64__)
-  asm volatile("yield");
-#endif
-}
-
 }  // namespace
 
 void futexWait(const std::atomic<std::uint32_t>& word, std::uint32_t expected) noexcept {

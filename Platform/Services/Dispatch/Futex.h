@@ -17,6 +17,15 @@ bool futexWaitUntil(const std::atomic<std::uint32_t>& word, std::uint32_t expect
                     const std::timespec& deadline) noexcept;
 KVT_EXPORT void futexWake(const std::atomic<std::uint32_t>& word, int threads) noexcept;
 
+/// For loops that look whether something has changed: the core's other thread has its turn.
+inline void pauseBriefly() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  __asm__ volatile("yield");
+#endif
+}
+
 /// A lock of one word, for what takes some tens of nanoseconds: who finds it taken looks again for a moment before
 /// going to sleep, because waking costs a hundred times as much as waiting.
 class ShortLock {

@@ -19,25 +19,31 @@
 namespace kvt::dispatch {
 
 struct WorkerPool::Worker {
+  enum : std::uint32_t { kNotCalled, kAsleep, kCalled };
+
   Worker* nextIdle = nullptr;
   Worker* next = nullptr;
   Worker* previous = nullptr;
-  std::atomic<std::uint32_t> woken{0};
+  std::atomic<std::uint32_t> call{kNotCalled};
   std::uint32_t thread = 0;
   bool isIdle = false;
   unsigned blocked = 0;
+  unsigned shortPauses = 0;  // one after the other, up to now
 };
 
 namespace {
 
 constexpr std::uint64_t kIdleTime = 5 * NSEC_PER_SEC;
+/// Work that goes to and fro between two threads comes back sooner than a sleeping thread is woken. So a worker that
+/// was called again quickly some times looks for a moment whether it is called before it goes to sleep.
+constexpr std::uint64_t kShortPause = 100 * NSEC_PER_USEC;
+constexpr std::uint64_t kLookingTime = 50 * NSEC_PER_USEC;
+constexpr unsigned kShortPausesBeforeLooking = 4;
 
 std::size_t countProcessors() {
   cpu_set_t set;
   CPU_ZERO(&set);
-  const int count = ::sched_getaffinity(0, sizeof set, &set) == 0 ? CPU_COUNT(&set) : 1;
-  // Even one processor is shared by two threads: one of them may be sleeping where nobody sees it.
-  return static_cast<std::size_t>(std::max(count, 2));
+  return static_cast<std::size_t>(::sched_getaffinity(0, sizeof set, &set) == 0 ? CPU_COUNT(&set) : 1);
 }
 
 /// Whether the system says that the thread neither runs nor wants to.
@@ -59,7 +65,10 @@ bool isAsleep(std::uint32_t thread) noexcept {
 
 thread_local WorkerPool::Worker* WorkerPool::current_ = nullptr;
 
-WorkerPool::WorkerPool() : processors_(countProcessors()), idleTime_(kIdleTime) {}
+WorkerPool::WorkerPool()
+    : processors_(std::max<std::size_t>(countProcessors(), 2)),
+      looksBeforeSleep_(countProcessors() > 1),
+      idleTime_(kIdleTime) {}
 
 WorkerPool& WorkerPool::shared() {
   static auto* pool = new WorkerPool;
@@ -100,7 +109,7 @@ WorkerPool::Help WorkerPool::findHelp() noexcept {
       help.wake = idleWorkers_;
       idleWorkers_ = help.wake->nextIdle;
       help.wake->isIdle = false;
-      help.wake->woken.store(1, std::memory_order_release);
+      help.wakeIsAsleep = help.wake->call.exchange(Worker::kCalled, std::memory_order_acq_rel) == Worker::kAsleep;
       --idle_;
     } else if (workers_ < kMaximumWorkers) {
       ++workers_;
@@ -113,7 +122,7 @@ WorkerPool::Help WorkerPool::findHelp() noexcept {
 
 void WorkerPool::callHelp(Help help) noexcept {
   // The thread may be up by itself already, and even gone: only its address is used.
-  if (help.wake != nullptr) futexWake(help.wake->woken, 1);
+  if (help.wakeIsAsleep) futexWake(help.wake->call, 1);
   if (help.spawn && !spawn()) {
     std::lock_guard lock(mutex_);
     --workers_;
@@ -172,7 +181,7 @@ void WorkerPool::work(Worker& self) {
     sleep(self);
     lock.lock();
     if (self.isIdle) break;  // the idle time is over and nobody called
-    self.woken.store(0, std::memory_order_relaxed);
+    self.call.store(Worker::kNotCalled, std::memory_order_relaxed);
   }
   Worker** link = &idleWorkers_;
   while (*link != &self) link = &(*link)->nextIdle;
@@ -183,26 +192,39 @@ void WorkerPool::work(Worker& self) {
   --workers_;
 }
 
-/// Until it is woken or the idle time is over.
+/// Until it is called or the idle time is over.
 void WorkerPool::sleep(Worker& self) {
+  const std::uint64_t start = TimerService::realNow();
+  if (self.shortPauses >= kShortPausesBeforeLooking && looksBeforeSleep_) {
+    do {
+      for (int i = 0; i < 64; ++i) {
+        if (self.call.load(std::memory_order_acquire) == Worker::kCalled) return;
+        pauseBriefly();
+      }
+    } while (TimerService::realNow() - start < kLookingTime);
+    self.shortPauses = 0;  // in vain
+  }
+  std::uint32_t call = Worker::kNotCalled;
+  if (!self.call.compare_exchange_strong(call, Worker::kAsleep, std::memory_order_acq_rel)) return;
   std::uint64_t idleTime = idleTime_.load(std::memory_order_acquire);
-  std::uint64_t deadline = TimerService::realNow() + idleTime;
-  while (self.woken.load(std::memory_order_acquire) == 0) {
+  std::uint64_t deadline = start + idleTime;
+  while (self.call.load(std::memory_order_acquire) != Worker::kCalled) {
     const std::timespec time{static_cast<std::time_t>(deadline / NSEC_PER_SEC),
                              static_cast<long>(deadline % NSEC_PER_SEC)};
-    if (!futexWaitUntil(self.woken, 0, CLOCK_MONOTONIC, time)) return;
+    if (!futexWaitUntil(self.call, Worker::kAsleep, CLOCK_MONOTONIC, time)) return;
     if (const std::uint64_t changed = idleTime_.load(std::memory_order_acquire); changed != idleTime) {
       idleTime = changed;
       deadline = TimerService::realNow() + idleTime;
     }
   }
+  self.shortPauses = TimerService::realNow() - start < kShortPause ? self.shortPauses + 1 : 0;
 }
 
 void WorkerPool::setIdleTime(std::uint64_t nanoseconds) noexcept {
   // Longer is for ever, and the sum must not run over.
   idleTime_.store(std::min<std::uint64_t>(nanoseconds, NSEC_PER_SEC * 86'400 * 365), std::memory_order_release);
   std::lock_guard lock(mutex_);
-  for (Worker* worker = idleWorkers_; worker != nullptr; worker = worker->nextIdle) futexWake(worker->woken, 1);
+  for (Worker* worker = idleWorkers_; worker != nullptr; worker = worker->nextIdle) futexWake(worker->call, 1);
 }
 
 WorkerPool::BlockingScope::BlockingScope() noexcept {

@@ -50,6 +50,7 @@ class WorkerPool {
   struct Worker;
   struct Help {
     Worker* wake = nullptr;
+    bool wakeIsAsleep = false;
     bool spawn = false;
     bool look = false;
   };
@@ -72,7 +73,9 @@ class WorkerPool {
 
   static thread_local Worker* current_;  // what this thread is; null on others
 
+  // Even one processor is shared by two threads: one of them may be sleeping where nobody sees it.
   const std::size_t processors_;
+  const bool looksBeforeSleep_;
   std::atomic<std::size_t> waiting_{0};
   std::atomic<std::uint64_t> idleTime_;
 
