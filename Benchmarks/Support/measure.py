@@ -144,8 +144,7 @@ def measure(folder, wanted, quick):
         print("    %2d of %d  %s" % (number, len(workloads), workload), file=sys.stderr, flush=True)
         taking_part = programs.with_workload(workload)
         large = workload.startswith(("W2x", "lru1000000"))
-        slow = large or workload.startswith("timers")
-        rounds = 2 if quick else 3 if slow else 11
+        rounds = 2 if quick else 3 if workload.startswith(("W2x", "timers")) else 7 if large else 11
         for round_ in range(rounds):
             # Nobody always runs behind the same neighbour.
             first = round_ % len(taking_part)

@@ -79,6 +79,7 @@ struct JSONText {
   std::string_view bytes;
   bool ascii = false;
   bool hadEscapes = false;
+  bool isPadded = false;  // another sixteen bytes may be read behind them
 };
 
 __extension__ typedef unsigned __int128 JSONMantissa;
@@ -275,6 +276,7 @@ class KVT_EXPORT JSONCursor {
 
   // One value each; the cursor stands on its first character as `peek` has shown it. NO: the cursor has failed.
   bool readString(JSONText& text) {
+    text.isPadded = false;
     const char* const start = ++p_;
     const char* p = start;
     unsigned notAscii = 0;
@@ -448,6 +450,7 @@ namespace json {
   text.bytes = std::string_view(start, static_cast<std::size_t>(q - start));
   text.ascii = notAscii == 0;
   text.hadEscapes = false;
+  text.isPadded = true;
   return true;
 }
 

@@ -317,6 +317,11 @@ class TreeBuilder {
       body->appendUTF8(text.bytes.data(), text.bytes.size(), text.ascii);
     } else if (text.bytes.empty()) {
       item.value = NSString(""_ns).detach();
+    } else if (text.isPadded) [[likely]] {
+      memory::Heap* const heap = memory::threadHeap;
+      ClassBody* const cls = StringBody::immutableClass();
+      item.value = text.ascii ? StringBody::createPadded<true>(heap, cls, text.bytes.data(), text.bytes.size())
+                              : StringBody::createPadded<false>(heap, cls, text.bytes.data(), text.bytes.size());
     } else {
       item.value = StringBody::create(text.bytes.data(), text.bytes.size(), text.ascii);
     }

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <new>
 
+#include <KVTPlatform/Runtime/ObjectMemory.h>
+
 #include "Kinds.h"
 #include "NSNumber.h"
 
@@ -43,15 +45,15 @@ struct KVT_EXPORT NumberBody final : Object {
     if ((type == Type::kInt64 || type == Type::kInt32) && value >= kFirstShared && value <= kLastShared) {
       return sharedNumbers() + (type == Type::kInt64 ? 0 : kSharedCount) + (value - kFirstShared);
     }
-    return new NumberBody(type, value);
+    return make(type, value);
   }
   static NumberBody* create(std::int64_t value) { return create(Type::kInt64, value); }
   /// Null when this number is not shared.
   static NumberBody* sharedFor(std::int64_t value) {
     return value >= kFirstShared && value <= kLastShared ? sharedNumbers() + (value - kFirstShared) : nullptr;
   }
-  static NumberBody* create(std::uint64_t value) { return new NumberBody(value); }
-  static NumberBody* create(double value) { return new NumberBody(Type::kDouble, value); }
+  static NumberBody* create(std::uint64_t value) { return make(value); }
+  static NumberBody* create(double value) { return make(Type::kDouble, value); }
 
   /// The object's body; null when it is no number or a decimal one.
   static const NumberBody* of(const Object* object) noexcept {
@@ -74,6 +76,11 @@ struct KVT_EXPORT NumberBody final : Object {
  private:
   explicit NumberBody(Type numberType) noexcept
       : Object(numberClass(), objectKind(kNumberKind), PlainValue()), type(numberType) {}
+  /// Without a call: readers make many.
+  template <class... A>
+  static NumberBody* make(A... arguments) {
+    return ::new (memory::allocate(sizeof(NumberBody))) NumberBody(arguments...);
+  }
   static NumberBody* sharedBool(bool value) { return sharedNumbers() + 2 * kSharedCount + (value ? 1 : 0); }
   /// The shared int64s, then the int32s, then NO and YES.
   static NumberBody* sharedNumbers() noexcept {

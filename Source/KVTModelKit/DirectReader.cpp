@@ -124,13 +124,18 @@ class Reader {
       }
       seen |= entry->bit;
       char* const member = reinterpret_cast<char*>(object) + entry->offset;
-      if (!passUsual(p, *entry, member)) {
+      while (!passUsual(p, *entry, member)) {
         cursor_.rewind(p);
+        if (static_cast<unsigned char>(*p) <= ' ' && cursor_.peek() > ' ') {
+          p = ahead(cursor_.position());
+          continue;
+        }
         // An object of the same class within this one may make the entries move.
         const std::size_t number = plan.numberOf(*entry);
         if (!store(*entry, object, member)) return false;
         entry = &plan.entries[number];
         p = cursor_.position();
+        break;
       }
       p = ahead(p);
       Entry& previous = *entry;
