@@ -125,11 +125,11 @@ class Reader {
       seen |= entry->bit;
       char* const member = reinterpret_cast<char*>(object) + entry->offset;
       while (!passUsual(p, *entry, member)) {
-        cursor_.rewind(p);
-        if (static_cast<unsigned char>(*p) <= ' ' && cursor_.peek() > ' ') {
-          p = ahead(cursor_.position());
-          continue;
+        if (static_cast<unsigned char>(*p) <= ' ') {
+          p = passSpace(p);
+          if (static_cast<unsigned char>(*p) > ' ') continue;
         }
+        cursor_.rewind(p);
         // An object of the same class within this one may make the entries move.
         const std::size_t number = plan.numberOf(*entry);
         if (!store(*entry, object, member)) return false;
@@ -154,11 +154,7 @@ class Reader {
         return cursor_.fail(JSONError::kBadObject);
       }
       ++p;
-      if (static_cast<unsigned char>(*p) <= ' ') [[unlikely]] {
-        cursor_.rewind(p);
-        cursor_.peek();
-        p = ahead(cursor_.position());
-      }
+      if (static_cast<unsigned char>(*p) <= ' ') p = passSpace(p);
       if (passToken(p, *entry)) continue;
       entry = findKey(plan, p);
       if (entry != nullptr) {
@@ -265,6 +261,19 @@ class Reader {
     limit_ = tail + size;
     end_ = limit_ + kAhead;
     return tail;
+  }
+
+  /// Behind white space, which begins here: mostly one space, or a line's end and the next one's indentation.
+  [[gnu::noinline]] const char* passSpace(const char* p) noexcept {
+    if (*p == ' ' && static_cast<unsigned char>(p[1]) > ' ') return ahead(p + 1);
+    if (*p == '\n') {
+      const unsigned others = ~json::Block(p + 1).equalTo(' ') & 0xFFFF;
+      const char* const next = others != 0 ? p + 1 + static_cast<unsigned>(__builtin_ctz(others)) : p;
+      if (static_cast<unsigned char>(*next) > ' ') return ahead(next);
+    }
+    cursor_.rewind(p);
+    cursor_.peek();
+    return ahead(cursor_.position());
   }
 
   /// What follows a value; behind a closing bracket the text may be at its end.
