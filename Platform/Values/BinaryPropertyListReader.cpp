@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstring>
 
+#include "BigEndian.h"
 #include "NSError.h"
 #include "NSString.h"
 #include "NSStringUnicode.h"
@@ -21,26 +22,12 @@ using Type = PropertyListNode::Type;
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
-template <class T>
-T bigEndian(const char* bytes) noexcept {
-  T value;
-  std::memcpy(&value, bytes, sizeof value);
-  if constexpr (std::endian::native == std::endian::big || sizeof(T) == 1)
-    return value;
-  else if constexpr (sizeof(T) == 2)
-    return __builtin_bswap16(value);
-  else if constexpr (sizeof(T) == 4)
-    return __builtin_bswap32(value);
-  else
-    return __builtin_bswap64(value);
-}
-
-std::uint64_t bigEndian(const char* bytes, std::size_t width) noexcept {
+std::uint64_t loadInteger(const char* bytes, std::size_t width) noexcept {
   switch (width) {
-    case 1: return bigEndian<std::uint8_t>(bytes);
-    case 2: return bigEndian<std::uint16_t>(bytes);
-    case 4: return bigEndian<std::uint32_t>(bytes);
-    case 8: return bigEndian<std::uint64_t>(bytes);
+    case 1: return loadBigEndian<std::uint8_t>(bytes);
+    case 2: return loadBigEndian<std::uint16_t>(bytes);
+    case 4: return loadBigEndian<std::uint32_t>(bytes);
+    case 8: return loadBigEndian<std::uint64_t>(bytes);
     default: break;
   }
   std::uint64_t value = 0;
@@ -59,7 +46,7 @@ class Reader {
     document_.top = static_cast<std::uint32_t>(top_);
     document_.nodes.reserve(count_);
     for (std::uint64_t i = 0; i < count_; ++i) {
-      const std::uint64_t offset = bigEndian(bytes_.data() + table_ + i * offsetWidth_, offsetWidth_);
+      const std::uint64_t offset = loadInteger(bytes_.data() + table_ + i * offsetWidth_, offsetWidth_);
       if (offset < kHeaderSize || offset >= table_) {
         return fail("Object " + std::to_string(i) + " lies at " + std::to_string(offset) + ", outside the objects");
       }
@@ -86,9 +73,9 @@ class Reader {
     const char* trailer = bytes_.data() + end;
     offsetWidth_ = static_cast<std::uint8_t>(trailer[6]);
     referenceWidth_ = static_cast<std::uint8_t>(trailer[7]);
-    count_ = bigEndian(trailer + 8, 8);
-    top_ = bigEndian(trailer + 16, 8);
-    table_ = bigEndian(trailer + 24, 8);
+    count_ = loadInteger(trailer + 8, 8);
+    top_ = loadInteger(trailer + 16, 8);
+    table_ = loadInteger(trailer + 24, 8);
     if (offsetWidth_ < 1 || offsetWidth_ > 8 || referenceWidth_ < 1 || referenceWidth_ > 8) {
       return fail("The trailer has offsets of " + std::to_string(offsetWidth_) + " and references of " +
                   std::to_string(referenceWidth_) + " bytes");
@@ -122,7 +109,7 @@ class Reader {
     if (exponent > 3) return false;
     const char* bytes = take(std::uint64_t{1} << exponent);
     if (bytes == nullptr) return false;
-    size = bigEndian(bytes, std::size_t{1} << exponent);
+    size = loadInteger(bytes, std::size_t{1} << exponent);
     return true;
   }
 
@@ -151,7 +138,7 @@ class Reader {
         if (bytes == nullptr) return failAt(start, "The data ends in a UID");
         if (low > 7) return failAt(start, "Too wide a UID");
         node.type = Type::kUID;
-        node.unsignedInteger = bigEndian(bytes, low + 1);
+        node.unsignedInteger = loadInteger(bytes, low + 1);
         return true;
       }
       case 0xA: return readContainer(node, Type::kArray, low, start);
@@ -169,10 +156,10 @@ class Reader {
     if (bytes == nullptr) return failAt(start, "The data ends in an integer");
     node.type = Type::kInteger;
     if (width < 16) {
-      node.unsignedInteger = bigEndian(bytes, width);  // eight bytes are signed, fewer never negative
+      node.unsignedInteger = loadInteger(bytes, width);  // eight bytes are signed, fewer never negative
       return true;
     }
-    const std::uint64_t high = bigEndian(bytes, 8), low = bigEndian(bytes + 8, 8);
+    const std::uint64_t high = loadInteger(bytes, 8), low = loadInteger(bytes + 8, 8);
     node.unsignedInteger = low;
     if (high == (low > INT64_MAX ? UINT64_MAX : 0)) return true;
     node.type = high == 0 ? Type::kUnsigned : Type::kWide;
@@ -185,7 +172,7 @@ class Reader {
     const char* bytes = take(width);
     if (bytes == nullptr)
       return failAt(start, type == Type::kDate ? "The data ends in a date" : "The data ends in a real");
-    const std::uint64_t bits = bigEndian(bytes, width);
+    const std::uint64_t bits = loadInteger(bytes, width);
     node.type = type;
     node.real = type == Type::kFloat ? static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)))
                                      : std::bit_cast<double>(bits);
@@ -223,7 +210,7 @@ class Reader {
                                                 : readWideReferences(bytes, into, references);
     if (areGood) return true;
     for (std::uint64_t i = 0;; ++i) {
-      const std::uint64_t reference = bigEndian(bytes + i * referenceWidth_, referenceWidth_);
+      const std::uint64_t reference = loadInteger(bytes + i * referenceWidth_, referenceWidth_);
       if (reference < count_) continue;
       return fail("A reference to object " + std::to_string(reference) + " of " + std::to_string(count_) +
                   " in the container at byte " + std::to_string(start));
@@ -235,7 +222,7 @@ class Reader {
   bool readReferences(const char* bytes, std::uint32_t* into, std::uint64_t count) const noexcept {
     std::uint32_t largest = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
-      const std::uint32_t reference = bigEndian<Reference>(bytes + i * sizeof(Reference));
+      const std::uint32_t reference = loadBigEndian<Reference>(bytes + i * sizeof(Reference));
       into[i] = reference;
       largest = std::max(largest, reference);
     }
@@ -243,7 +230,7 @@ class Reader {
   }
   bool readWideReferences(const char* bytes, std::uint32_t* into, std::uint64_t count) const noexcept {
     for (std::uint64_t i = 0; i < count; ++i) {
-      const std::uint64_t reference = bigEndian(bytes + i * referenceWidth_, referenceWidth_);
+      const std::uint64_t reference = loadInteger(bytes + i * referenceWidth_, referenceWidth_);
       if (reference >= count_) return false;
       into[i] = static_cast<std::uint32_t>(reference);
     }

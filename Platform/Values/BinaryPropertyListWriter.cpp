@@ -9,6 +9,7 @@
 
 #include <KVTPlatform/Runtime/Raise.h>
 
+#include "BigEndian.h"
 #include "NSDataBody.h"
 #include "NSDataHash.h"
 #include "NSDecimalNumberArithmetic.h"
@@ -28,20 +29,8 @@ unsigned widthOf(std::uint64_t value) noexcept {
 }
 
 template <class T>
-T toBigEndian(T value) noexcept {
-  if constexpr (std::endian::native == std::endian::big || sizeof(T) == 1)
-    return value;
-  else if constexpr (sizeof(T) == 2)
-    return __builtin_bswap16(value);
-  else if constexpr (sizeof(T) == 4)
-    return __builtin_bswap32(value);
-  else
-    return __builtin_bswap64(value);
-}
-
-template <class T>
 std::uint8_t* store(std::uint8_t* out, T value) noexcept {
-  value = toBigEndian(value);
+  value = bigEndian(value);
   std::memcpy(out, &value, sizeof value);
   return out + sizeof value;
 }
@@ -381,7 +370,7 @@ void BinaryPropertyListWriter::writeReferences(std::uint8_t* __restrict out, con
     std::memcpy(&bits, in + i * sizeof bits, sizeof bits);
     const std::uint32_t isUID = 0u - (bits >> 30 & 1), isContainer = 0u - (bits >> 31);
     const std::uint32_t number = (bits & ~Value::kTags) + (firstUID & isUID) + (firstContainer & isContainer);
-    const Reference reference = toBigEndian(static_cast<Reference>(number));
+    const Reference reference = bigEndian(static_cast<Reference>(number));
     std::memcpy(out + i * sizeof reference, &reference, sizeof reference);
   }
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <unordered_map>
 
+#include <KVTPlatform/Runtime/ThreadOwned.h>
 #include <KVTPlatform/Values/CoderBody.h>
 #include <KVTPlatform/Values/NSArray.h>
 #include <KVTPlatform/Values/NSData.h>
@@ -114,25 +115,7 @@ struct ThreadPlans {
 
 namespace {
 
-/// The thread's plans, which a plain pointer finds at once. A thread that is ending and has thrown its own away gets
-/// others, which nobody throws away.
-[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPlans* knownPlans = nullptr;
-
-ThreadPlans& makeThreadPlans() {
-  struct Owner {
-    ~Owner() {
-      delete knownPlans;
-      knownPlans = nullptr;
-    }
-  };
-  static thread_local Owner owner;
-  // To mention it is to have it destroyed at the thread's end.
-  (void)&owner;
-  knownPlans = new ThreadPlans;
-  return *knownPlans;
-}
-
-ThreadPlans& threadPlans() { return knownPlans != nullptr ? *knownPlans : makeThreadPlans(); }
+ThreadPlans& threadPlans() { return ThreadOwned<ThreadPlans>::get(); }
 
 const ClassPlan* planFor(ThreadPlans& mine, Class cls) {
   const auto found = mine.byClass.find(cls.body());

@@ -6,6 +6,7 @@
 
 #include <KVTPlatform/Runtime/ClassBody.h>
 #include <KVTPlatform/Runtime/ClassBuilder.h>
+#include <KVTPlatform/Runtime/ThreadOwned.h>
 #include <KVTPlatform/Values/NSArray.h>
 #include <KVTPlatform/Values/NSNumber.h>
 #include <KVTPlatform/Values/NSString.h>
@@ -33,25 +34,7 @@ struct ThreadPlans {
 
 namespace {
 
-/// The thread's plans, which a plain pointer finds at once. A thread that is ending and has thrown its own away gets
-/// others, which nobody throws away.
-[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadPlans* knownPlans = nullptr;
-
-ThreadPlans& makeThreadPlans() {
-  struct Owner {
-    ~Owner() {
-      delete knownPlans;
-      knownPlans = nullptr;
-    }
-  };
-  static thread_local Owner owner;
-  // To mention it is to have it destroyed at the thread's end.
-  (void)&owner;
-  knownPlans = new ThreadPlans;
-  return *knownPlans;
-}
-
-ThreadPlans& threadPlans() { return knownPlans != nullptr ? *knownPlans : makeThreadPlans(); }
+ThreadPlans& threadPlans() { return ThreadOwned<ThreadPlans>::get(); }
 
 /// The class an object encoding names, when its members hold it strongly through a default setter.
 const Accessor* defaultAccessor(Class cls, SEL sel, Accessor::Kind kind) {
