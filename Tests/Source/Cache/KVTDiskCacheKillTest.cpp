@@ -13,6 +13,7 @@
 #include <random>
 #include <set>
 
+#include "KillRuns.h"
 #include "ScratchFolder.h"
 
 extern char** environ;
@@ -28,6 +29,9 @@ constexpr int kFiles = 300;
 
 /// What a process does until it is killed.
 enum class Removal { kOldest, kExpired, kAll };
+void PrintTo(Removal what, std::ostream* out) {
+  *out << (what == Removal::kOldest ? "oldest" : what == Removal::kExpired ? "expired" : "all");
+}
 
 Ref<KVTDefaultDiskCache> cacheIn(const NSString& folder, Removal what) {
   const Ref<KVTDiskCacheConfig> config = make<KVTDiskCacheConfig>();
@@ -156,10 +160,9 @@ class KVTDiskCacheKillTest : public ::testing::TestWithParam<std::vector<Removal
 };
 
 TEST_P(KVTDiskCacheKillTest, WhatAKilledProcessLeavesIsWhole) {
-  constexpr int kRuns = 200;
   std::minstd_rand random(7);
   int killed = 0;
-  for (int run = 0; run < kRuns && !HasFailure(); ++run) {
+  for (int run = 0; run < kKillRuns && !HasFailure(); ++run) {
     const Removal what = GetParam()[static_cast<std::size_t>(run) % GetParam().size()];
     fill();
     killed += runAndKill(what, 1 + static_cast<int>(random() % 75));
@@ -175,7 +178,7 @@ TEST_P(KVTDiskCacheKillTest, WhatAKilledProcessLeavesIsWhole) {
       EXPECT_GE(numbers.size(), kFiles / 2u - 2u);
     }
   }
-  EXPECT_GE(killed, kRuns / 2) << "too few were killed at work";
+  EXPECT_GE(killed, kKillRuns / 2) << "too few were killed at work";
   RecordProperty("killed", killed);
   // The next removal ends what they began.
   fill();

@@ -8,6 +8,7 @@
 #include <random>
 #include <regex>
 
+#include "KillRuns.h"
 #include "LoggingTestSupport.h"
 
 extern char** environ;
@@ -133,7 +134,6 @@ void runAndKill(const ScratchFolder& folder, bool renames, int run, unsigned lin
 class DDFileLoggerKillTest : public ::testing::TestWithParam<bool> {};
 
 TEST_P(DDFileLoggerKillTest, WhatAKilledProcessLeavesIsWhole) {
-  constexpr int kRuns = 200;
   const bool renames = GetParam();
   ScratchFolder folder, outside;
   outside.write("victim", "precious\n");
@@ -145,7 +145,7 @@ TEST_P(DDFileLoggerKillTest, WhatAKilledProcessLeavesIsWhole) {
   std::minstd_rand random(7);
   unsigned halves = 0;
   std::size_t before = 0;
-  for (int run = 0; run < kRuns && !HasFailure(); ++run) {
+  for (int run = 0; run < kKillRuns && !HasFailure(); ++run) {
     runAndKill(folder, renames, run, 2 + static_cast<unsigned>(random() % 40));
 
     // By file, the oldest first.
@@ -181,7 +181,7 @@ TEST_P(DDFileLoggerKillTest, WhatAKilledProcessLeavesIsWhole) {
     }
     EXPECT_EQ(last.first, 1000 + run) << "the run's last lines are there";
   }
-  EXPECT_LE(halves, unsigned{kRuns});
+  EXPECT_LE(halves, unsigned{kKillRuns});
   // The next new file puts the number right.
   const Ref<DDFileLogger> logger = loggerIn(folder.text(), renames);
   for (int i = 0; i < 10; ++i) {
