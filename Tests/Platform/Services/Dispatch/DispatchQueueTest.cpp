@@ -789,5 +789,20 @@ TEST(DispatchQueueThreadTest, ThreadsWithoutWorkEnd) {
   dispatch_set_worker_idle_time(5 * NSEC_PER_SEC);
 }
 
+// Quick turns make workers look whether they are called before they sleep; every call must reach them all the same.
+TEST(DispatchQueueThreadTest, WorkThatGoesToAndFroIsNeverForgotten) {
+  const dispatch_queue_t queue = dispatch_queue_create("to and fro", DISPATCH_QUEUE_SERIAL);
+  const dispatch_semaphore_t back = dispatch_semaphore_create(0);
+  int turns = 0;
+  for (int i = 0; i < 5000; ++i) {
+    dispatch_async(queue, [&turns, back] {
+      ++turns;
+      dispatch_semaphore_signal(back);
+    });
+    ASSERT_EQ(dispatch_semaphore_wait(back, dispatch_time(DISPATCH_TIME_NOW, 20 * NSEC_PER_SEC)), 0) << "turn " << i;
+  }
+  EXPECT_EQ(turns, 5000);
+}
+
 }  // namespace
 }  // namespace kvt
